@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that Velmo builds and tests with, when any is missing.
+# Runs apt-get directly as root, through sudo otherwise, and stops with a clear message if
+# neither is possible.
+set -euo pipefail
+
+packages=(
+  cmake ninja-build g++ pkg-config
+  nlohmann-json3-dev   # project files and JSON-RPC
+  libutf8proc-dev      # canonical id equality, lower-cased names
+  libgtest-dev libgmock-dev
+  libbenchmark-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing+=("$p")
+  fi
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "Installing missing packages: ${missing[*]}"
+if [ "$(id -u)" -eq 0 ]; then
+  apt=(apt-get)
+elif command -v sudo >/dev/null 2>&1 && sudo -n true 2>/dev/null; then
+  apt=(sudo apt-get)
+else
+  echo "error: these packages are missing and I cannot install them without root or sudo:" >&2
+  echo "  ${missing[*]}" >&2
+  echo "Install them with: sudo apt-get install ${missing[*]}" >&2
+  exit 1
+fi
+export DEBIAN_FRONTEND=noninteractive
+"${apt[@]}" update -qq
+"${apt[@]}" install -y -qq --no-install-recommends "${missing[@]}"
