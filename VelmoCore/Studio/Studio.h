@@ -136,6 +136,17 @@ public:
 
     static void sortNotes(CowVector<Note>& notes);
 
+    // ---- Files. The Studio has no default locations: callers choose them.
+
+    // Writes the project file atomically (a temporary file beside it, then a rename), so a failed
+    // save leaves any earlier file intact. A project still called "Untitled" or "Demo" then takes
+    // the file's name, as an undo step of its own.
+    void save(const std::filesystem::path& to);
+    // Reads and decodes the file; on any failure the Studio is untouched. Clears undo and redo.
+    void open(const std::filesystem::path& url);
+    // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
+    void newProject(std::string name, double tempo);
+
 private:
     // Steps 3 to 11 of an edit, after its body ran on `working`.
     void commit(Project working, std::optional<std::string> coalesce);
@@ -143,6 +154,8 @@ private:
     void validateSelection();
     void sync();
 
+    // Selects the first track and the first clip of that track, each nothing if absent.
+    void selectTopmost();
     ClipLocation clipLocationOf(std::string_view id) const;
     CowVector<EffectSlot>& chain(Project& p, std::optional<std::size_t> track) const;
     static void normaliseClip(Clip& clip);
