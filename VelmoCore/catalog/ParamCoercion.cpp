@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace velmo {
@@ -24,7 +26,11 @@ std::optional<double> parseNumber(std::string_view text) {
     if (text.empty() || (plus && (text.front() == '+' || text.front() == '-'))) return std::nullopt;
     double value = 0.0;
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    if (end != text.data() + text.size()) return std::nullopt;
+    // "1e400" is a number, just not a finite one; from_chars leaves `value` untouched then, and
+    // strtod gives the infinity (or, for "1e-400", the zero) that the caller reports on.
+    if (error == std::errc::result_out_of_range) return std::strtod(std::string(text).c_str(), nullptr);
+    if (error != std::errc{}) return std::nullopt;
     return value;
 }
 

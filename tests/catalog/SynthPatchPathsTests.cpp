@@ -90,6 +90,8 @@ TEST(SynthPatchPaths, NumbersAreParsedClampedAndRounded) {
     EXPECT_EQ(failure({{"additive.harmonics.3", json::array({1})}}),
               "'additive.harmonics.3' expects a number between 0.0 and 1.0.");
     EXPECT_EQ(failure({{"filter.envAmount", "inf"}}), "'filter.envAmount' must be finite.");
+    EXPECT_EQ(failure({{"filter.envAmount", "-1e400"}}), "'filter.envAmount' must be finite.");
+    EXPECT_EQ(applied("filter.envAmount", "1e-400"), 0.0);
     EXPECT_EQ(failure({{"filter.envAmount", std::numeric_limits<double>::quiet_NaN()}}),
               "'filter.envAmount' must be finite.");
 }
