@@ -72,9 +72,9 @@ std::vector<ParamSpec> TableBuilder::finish() && {
 }
 
 void analogRows(TableBuilder& t) {
-    for (const char* osc : {"osc1", "osc2"}) {
+    for (auto [osc, section] : {std::pair{"osc1", "Oscillator 1"}, std::pair{"osc2", "Oscillator 2"}}) {
         const std::string p = std::string("analog.") + osc + ".";
-        t.section = osc == std::string("osc1") ? "Oscillator 1" : "Oscillator 2";
+        t.section = section;
         t.choice<OscWave>(p + "wave", "Wave");
         t.number(p + "octave", "Octave", -3, 3, "", whole);
         t.number(p + "semitone", "Semi", -12, 12, "st", whole);
