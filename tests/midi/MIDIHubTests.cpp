@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <unordered_set>
 
 using namespace velmo;
 
@@ -73,6 +74,7 @@ TEST_F(HubTest, DestinationsSkipVanishedEntriesAndNameTheUnnamed) {
     ASSERT_EQ(list.size(), 3u);
     EXPECT_EQ(list[1], (MIDIDestination{"Synth A", false, list[1].endpoint}));
     EXPECT_EQ(list[2], (MIDIDestination{"MIDI " + std::to_string(unnamed), false, unnamed}));
+    EXPECT_EQ(std::unordered_set<MIDIDestination>(list.begin(), list.end()).size(), 3u);
 }
 
 TEST_F(HubTest, ResolveTriesExactThenCaseThenContains) {
