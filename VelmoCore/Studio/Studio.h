@@ -99,6 +99,13 @@ public:
     void setMIDIOut(std::size_t index, std::optional<MIDIRoute> route);
     std::string duplicateTrack(std::size_t index);
 
+    // A new slot of `kind` with its defaults merged with `params` (a JSON object of name to value),
+    // inserted at `position` clamped to the chain, or at the end. Returns its id. Throws
+    // ParamError for an unknown parameter or a value that is no number.
+    std::string addEffect(std::optional<std::size_t> track, EffectKind kind, const nlohmann::json& params,
+                          std::optional<long long> position);
+    void updateEffect(std::optional<std::size_t> track, std::size_t index, const nlohmann::json& params,
+                      std::optional<bool> enabled, std::optional<std::string> coalesce = std::nullopt);
     void removeEffect(std::optional<std::size_t> track, std::size_t index);
     // Swaps the slot with its neighbour `by` places away; nothing (and no undo step) past the ends.
     void moveEffect(std::optional<std::size_t> track, std::size_t index, int by);
