@@ -23,7 +23,8 @@ struct Preset {
 namespace Presets {
 
 // The roles the library covers, as list_presets and the editor's menu show them.
-inline constexpr std::array<std::string_view, 8> categories{"Lead", "Bass", "Pad", "Keys", "Pluck", "Mallet", "FX", "Drums"};
+inline constexpr std::array<std::string_view, 8> categories{"Lead",  "Bass",   "Pad", "Keys",
+                                                            "Pluck", "Mallet", "FX",  "Drums"};
 
 // Every preset in library order: by engine, analog first, then per engine by role.
 const std::vector<Preset>& all();

@@ -1,5 +1,5 @@
 // Chord symbols to pitches: a root ("C", "F#", "Bb"), a quality suffix from a fixed table ("m7",
-// "maj9", "ø7", "" for major), an optional slash bass ("C/E"), and an inversion. Stateless.
+// "maj9", "ø7", "" for major), an optional slash bass ("C/E"), and an inversion. Stateless: any thread.
 #pragma once
 
 #include <string_view>

@@ -1,5 +1,5 @@
 // The drum map: the words an agent may use for General MIDI drum notes ("kick", "hh", "open_hat")
-// and the labels the editors show beside a drum track's rows. Tables built once on first use.
+// and the labels the editors show beside a drum track's rows. Built once on first use; any thread.
 #pragma once
 
 #include <optional>

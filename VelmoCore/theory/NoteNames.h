@@ -1,5 +1,5 @@
 // Note names both ways: MIDI number to "C#4" and text (a number, a note name or a drum word) to a
-// MIDI number. Pitch 60 is "C4"; a pitch's octave is floor(pitch / 12) - 1. Stateless.
+// MIDI number. Pitch 60 is "C4"; a pitch's octave is floor(pitch / 12) - 1. Stateless: any thread.
 #pragma once
 
 #include <nlohmann/json.hpp>

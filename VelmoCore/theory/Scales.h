@@ -1,5 +1,5 @@
 // Scales: "C minor", "F# dorian", "A minor pentatonic" to a root and semitone offsets, and the
-// snapping of a pitch to the nearest note of a scale. Stateless; the table is built on first use.
+// snapping of a pitch to the nearest note of a scale. The table is built on first use; any thread.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
 // Voice leading: the inversion and octave of a chord that moves least from the chord before it,
-// so that a progression glides instead of jumping in root position. Stateless.
+// so that a progression glides instead of jumping in root position. Stateless: any thread.
 #pragma once
 
 #include <string_view>
