@@ -3,7 +3,6 @@
 #include "theory/Chords.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -19,7 +18,6 @@ double mean(const std::vector<int>& pitches) {
 } // namespace
 
 std::vector<int> voiceLead(std::string_view symbol, int octave, const std::vector<int>& previous) {
-    assert(!previous.empty() && "voiceLead needs the previous chord's voicing");
     auto base = chordPitches(symbol, octave, 0);
 
     std::vector<int> fixedBass;

@@ -100,6 +100,7 @@ TEST(Voicing, LeadsEachChordToTheNearestInversion) {
     EXPECT_EQ(voiceLead("G/B", 4, {60, 64, 67}), (Pitches{59, 59, 62, 67}));
     // A tie goes to the earlier candidate: root position an octave down comes first.
     EXPECT_EQ(voiceLead("C", 4, {50, 54, 57}), (Pitches{48, 52, 55}));
+    EXPECT_EQ(voiceLead("C/E", 4, {}), chordPitches("C/E", 4, 0));
     EXPECT_EQ(paramErrorOf([] { voiceLead("Q", 4, {60}); }), "Cannot parse chord 'Q'.");
 }
 
