@@ -88,6 +88,10 @@ public:
     // notes by (start, pitch), no clip before 0 or shorter than a quarter beat. Operations taking
     // an index require a valid one (a resolver's result).
 
+    // A new track from a preset, an engine's first preset, or the default patch; selected and
+    // returned by id. Throws StudioError for an unknown preset.
+    std::string addTrack(std::optional<std::string> name, std::optional<EngineKind> engine,
+                         std::optional<std::string> preset);
     template <class Body>
     void updateTrack(std::size_t index, std::optional<std::string> coalesce, Body&& body) {
         VELMO_PRECONDITION(index < project_.tracks.size(), "updateTrack");
@@ -98,6 +102,11 @@ public:
     void unmuteAll();
     void setMIDIOut(std::size_t index, std::optional<MIDIRoute> route);
     std::string duplicateTrack(std::size_t index);
+    // Preset first (replacing the whole patch), then the engine alone, then parameter paths
+    // (a JSON object of dotted path to value). Throws StudioError for an unknown preset and
+    // ParamError for a bad path or value; nothing changes then.
+    void setSynth(std::size_t index, std::optional<EngineKind> engine, std::optional<std::string> preset,
+                  const nlohmann::json& params, std::optional<std::string> coalesce = std::nullopt);
 
     // A new slot of `kind` with its defaults merged with `params` (a JSON object of name to value),
     // inserted at `position` clamped to the chain, or at the end. Returns its id. Throws
