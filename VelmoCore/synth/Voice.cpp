@@ -195,14 +195,13 @@ void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, flo
 
     // The modulation envelope runs at sample rate and is read at block rate.
     modEnv.configure(patch.modEnv, sr);
-    double modEnvValue = 0.0;
-    for (int i = 0; i < n; ++i) modEnvValue = modEnv.tick();
+    const double modEnvValue = modEnv.tickTimes(n);
 
     if (engine == EngineKind::drums) {
         std::fill_n(ampBuf.begin(), n, 1.0); // a drum shapes its own decay; ampEnv stands still
     } else {
         ampEnv.configure(patch.ampEnv, sr);
-        for (int i = 0; i < n; ++i) ampBuf[i] = ampEnv.tick();
+        ampEnv.tickInto(ampBuf.data(), n);
     }
 
     const ModValues m = modulation(patch, lfo1Value, lfo2Value, modEnvValue);
