@@ -1,0 +1,172 @@
+#include "synth/AnalogGen.h"
+
+#include "synth/SineTable.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace velmo {
+
+namespace {
+
+// A band-limited step between +1 (below w) and -1, at phase p with increment d.
+inline double step(double p, double w, double d) {
+    double h = p < w ? 1.0 : -1.0;
+    double q = p - w;
+    if (q < 0.0) q += 1.0;
+    return h + polyBLEP(p, d) - polyBLEP(q, d);
+}
+
+struct CopyRun {
+    double d;     // phase increment, cycles per sample
+    float gainL;
+    float gainR;
+};
+
+template <OscWave W>
+inline double waveAt(double phase, double d, double width, const float* sine) {
+    if constexpr (W == OscWave::sine) {
+        return SineTable::lookup(sine, phase);
+    } else if constexpr (W == OscWave::triangle) {
+        return 1.0 - 4.0 * std::fabs(phase - 0.5); // not band-limited: its corners alias little
+    } else if constexpr (W == OscWave::saw) {
+        return (2.0 * phase - 1.0) - polyBLEP(phase, d);
+    } else if constexpr (W == OscWave::square) {
+        return step(phase, 0.5, d);
+    } else {
+        static_assert(W == OscWave::pulse);
+        return step(phase, width, d);
+    }
+}
+
+// All copies of one oscillator over the block, frame by frame, with the wave fixed at compile
+// time. Each frame adds the copies in stack order, so the float sums are those of rendering one
+// copy after the other, while the copies' independent phase chains overlap in the processor.
+template <OscWave W>
+void runStack(double* phases, const CopyRun* runs, int count, double width, int n, float* outL, float* outR,
+              const float* sine) {
+    double ph[AnalogGen::kMaxUnison];
+    std::copy_n(phases, count, ph);
+    for (int i = 0; i < n; ++i) {
+        float l = outL[i];
+        float r = outR[i];
+        for (int v = 0; v < count; ++v) {
+            const double d = runs[v].d;
+            float sf = static_cast<float>(waveAt<W>(ph[v], d, width, sine));
+            l += runs[v].gainL * sf;
+            r += runs[v].gainR * sf;
+            double next = ph[v] + d;
+            if (next >= 1.0) next -= 1.0;
+            ph[v] = next;
+        }
+        outL[i] = l;
+        outR[i] = r;
+    }
+    std::copy_n(ph, count, phases);
+}
+
+// The noise wave draws from the one generator, so its copies run one after the other to keep
+// the stream's order: all frames of copy 0, then of copy 1. The phases still advance.
+void runNoiseStack(double* phases, const CopyRun* runs, int count, int n, float* outL, float* outR, Rand& rng) {
+    for (int v = 0; v < count; ++v) {
+        double phase = phases[v];
+        for (int i = 0; i < n; ++i) {
+            float sf = static_cast<float>(rng.bipolar()); // a fresh draw per frame per copy
+            outL[i] += runs[v].gainL * sf;
+            outR[i] += runs[v].gainR * sf;
+            phase = phase + runs[v].d;
+            if (phase >= 1.0) phase -= 1.0;
+        }
+        phases[v] = phase;
+    }
+}
+
+void runOscillator(OscWave wave, double* phases, const CopyRun* runs, int count, double width, int n, float* outL,
+                   float* outR, Rand& rng, const float* sine) {
+    switch (wave) {
+    case OscWave::sine: runStack<OscWave::sine>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::triangle: runStack<OscWave::triangle>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::saw: runStack<OscWave::saw>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::square: runStack<OscWave::square>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::pulse: runStack<OscWave::pulse>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::noise: runNoiseStack(phases, runs, count, n, outL, outR, rng); break;
+    }
+}
+
+} // namespace
+
+void AnalogGen::start() {
+    for (int i = 0; i < kMaxUnison; ++i) {
+        ph1[i] = rng.unit();
+        ph2[i] = rng.unit();
+    }
+    subPhase = 0.0;
+}
+
+void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParams& p, double sr, float* outL,
+                       float* outR) {
+    const float* sine = SineTable::ptr();
+    // Truncation after the clamp: 3.9 copies are 3. The stack keeps its power: norm = 1/sqrt(count).
+    const int count = static_cast<int>(std::clamp(p.unison, 1.0, static_cast<double>(kMaxUnison)));
+    const double norm = 1.0 / std::sqrt(static_cast<double>(count));
+
+    std::fill_n(outL, n, 0.0f);
+    std::fill_n(outR, n, 0.0f);
+
+    auto oscillator = [&](const AnalogOsc& osc, std::array<double, kMaxUnison>& phases, double extraSemis) {
+        if (osc.level <= kSilent) return; // skipped whole: its phases stand still
+        double semis = osc.semitone + extraSemis;
+        double ratio = std::exp2(osc.octave + semis / 12.0 + osc.detune / 1200.0);
+        const double width = std::clamp(osc.pulseWidth + m.pulseWidth * 0.45, 0.03, 0.97);
+        const double oscFreq = freq * ratio;
+        CopyRun runs[kMaxUnison];
+        for (int v = 0; v < count; ++v) {
+            double detune = 1.0, left = 1.0, right = 1.0;
+            if (count > 1) {
+                // -1 .. +1 across the stack: the ends are the most detuned and the most to the
+                // side; unisonDetune is the distance from the centre, and spread is not clamped.
+                double u = 2.0 * (v / static_cast<double>(count - 1)) - 1.0;
+                double pan = p.unisonSpread * u;
+                detune = std::exp2(p.unisonDetune * u / 1200.0);
+                left = std::min(1.0 - pan, 1.0);
+                right = 1.0 + pan < 1.0 ? 1.0 + pan : 1.0;
+            }
+            runs[v].d = std::min(oscFreq * detune / sr, kMaxIncrement);
+            runs[v].gainL = static_cast<float>(osc.level * (norm * left));
+            runs[v].gainR = static_cast<float>(osc.level * (norm * right));
+        }
+        runOscillator(osc.wave, phases.data(), runs, count, width, n, outL, outR, rng, sine);
+    };
+    // Order matters for the noise stream: oscillator 1's draws of the block, then oscillator 2's.
+    oscillator(p.osc1, ph1, 0.0);
+    oscillator(p.osc2, ph2, m.osc2Pitch * 12.0);
+
+    if (p.subLevel > kSilent) {
+        // Follows oscillator 1's coarse tuning only: no detune, no osc2Pitch, no unison.
+        double ratio = std::exp2(p.osc1.octave + p.osc1.semitone / 12.0);
+        double d = std::min(freq * ratio * 0.5 / sr, kMaxIncrement);
+        float level = static_cast<float>(p.subLevel);
+        double phase = subPhase;
+        for (int i = 0; i < n; ++i) {
+            float s = static_cast<float>(step(phase, 0.5, d)) * level;
+            outL[i] += s;
+            outR[i] += s;
+            phase = phase + d;
+            if (phase >= 1.0) phase -= 1.0;
+        }
+        subPhase = phase;
+    }
+
+    double noise = p.noiseLevel + m.noise;
+    if (noise > 1.0) noise = 1.0;
+    if (noise > kSilent) {
+        float level = static_cast<float>(noise);
+        for (int i = 0; i < n; ++i) {
+            // Two draws per frame, left first: the channels are independent.
+            outL[i] += level * static_cast<float>(rng.bipolar());
+            outR[i] += level * static_cast<float>(rng.bipolar());
+        }
+    }
+}
+
+} // namespace velmo
