@@ -36,10 +36,14 @@ void PluckGen::render(int n, double freq, const PluckParams& p, double sr, float
     const double a = p.damping < 0.0 ? 1.0 : 1.0 - 0.92 * std::min(p.damping, 1.0);
     const double lag = (1.0 - a) / a; // the low-pass's delay at low frequency, in samples
     const double period = periodFor(freq, sr);
-    // The low-pass's own delay comes out of the line, so the pitch holds at every damping.
+    // The low-pass's own delay comes out of the line, so the pitch holds at every damping. The
+    // loop is period − 0.5 samples long in all: a note sounds half a sample's period sharp.
     double delay = period - lag - 0.5;
     if (delay <= 1.0) delay = 1.0;
-    const double g = std::pow(10.0, -3.0 / (sr * std::max(p.decay, 0.05))); // 60 dB in `decay` s, any pitch
+    // The loss applied on each pass through the loop. It is the per-sample factor of a 60 dB fall
+    // in `decay` seconds, but the loop applies it once per period, so the string alone rings far
+    // longer, the more so the lower the note; the amplitude envelope ends the note.
+    const double g = std::pow(10.0, -3.0 / (sr * std::max(p.decay, 0.05)));
     const double b = p.brightness < 0.0 ? 0.04 : 0.96 * std::min(p.brightness, 1.0) + 0.04;
     const double tap = period * std::clamp(p.pickPosition, 0.01, 0.5);
 

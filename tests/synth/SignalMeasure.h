@@ -36,3 +36,28 @@ double sineGain(Process&& process, double freq, double sr, double amplitude = 0.
 }
 
 } // namespace velmo::test
+
+namespace velmo::test {
+
+// Frequency of the component near `guess` (Hz): the phase of its Hann-windowed correlation
+// advances from the window at `start` to the one `gap` samples later. Both windows are `window`
+// samples long; the true frequency must lie within sr / (2 × gap) of the guess.
+inline double frequencyNear(const std::vector<double>& x, double guess, double sr, size_t start, size_t window,
+                            size_t gap) {
+    auto correlate = [&](size_t from) {
+        std::complex<double> acc{0.0, 0.0};
+        for (size_t i = 0; i < window; ++i) {
+            double hann = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(window));
+            double w = 2.0 * std::numbers::pi * guess * static_cast<double>(from + i) / sr;
+            acc += hann * x[from + i] * std::complex<double>(std::cos(w), -std::sin(w));
+        }
+        return acc;
+    };
+    double turn = std::arg(correlate(start + gap) / correlate(start));
+    return guess + turn * sr / (2.0 * std::numbers::pi * static_cast<double>(gap));
+}
+
+// Cents from `reference` to `f`.
+inline double cents(double f, double reference) { return 1200.0 * std::log2(f / reference); }
+
+} // namespace velmo::test
