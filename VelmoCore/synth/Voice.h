@@ -59,8 +59,8 @@ public:
     FilterState filterR;
     Rand rng = Rand::make();
 
-    // Makes sure the wavetable bank exists, so that no note ever has to build it: building
-    // takes tens of milliseconds, and voices are made when a track is, not at a note.
+    // Makes sure the wavetable bank exists, so that no note ever has to build it: a build takes
+    // milliseconds, many audio blocks, and voices are made with their track, not at a note.
     Voice();
 
     // Starts a note (or retakes this voice for one). sampleRate in frames per second.
