@@ -8,6 +8,7 @@ packages=(
   cmake ninja-build g++ pkg-config
   nlohmann-json3-dev   # project files and JSON-RPC
   libutf8proc-dev      # canonical id equality, lower-cased names
+  libfftw3-dev         # the wavetable bank's inverse DFTs
   libgtest-dev libgmock-dev
   libbenchmark-dev
 )

@@ -1,5 +1,7 @@
 #include "synth/Voice.h"
 
+#include "synth/WavetableBank.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -50,6 +52,8 @@ void filterStereo(FilterState& left, FilterState& right, float* bufL, float* buf
 
 } // namespace
 
+Voice::Voice() { WavetableBank::prepare(); }
+
 void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,
                   const SynthPatch& patch, double sampleRate) {
     const bool wasActive = active;
@@ -78,18 +82,24 @@ void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std:
 
     // A voice that takes a new note while still audible keeps its oscillator phases.
     const bool fresh = ampEnv.value < kFreshLevel;
+    const double freq = noteFrequency(targetPitch);
     switch (patch.engine) {
     case EngineKind::analog:
         if (fresh) analog.start();
         break;
     case EngineKind::wavetable:
-    case EngineKind::fm:
-    case EngineKind::additive:
-    case EngineKind::pluck:
-    case EngineKind::modal:
-    case EngineKind::drums:
-        // These generators join the voice later; see the render switch below.
+        if (fresh) wavetable.start();
         break;
+    case EngineKind::fm:
+        fm.start(velocity, patch.fm, sampleRate, fresh); // always, keeping phases unless fresh
+        break;
+    case EngineKind::additive:
+        if (fresh) additive.start();
+        break;
+    // Struck engines always start from scratch, even on a sounding voice.
+    case EngineKind::pluck: pluck.start(freq, velocity, sampleRate); break;
+    case EngineKind::modal: modal.start(freq, velocity, patch.modal, sampleRate); break;
+    case EngineKind::drums: drum.start(pitch, velocity, patch.drums, sampleRate); break;
     }
 }
 
@@ -99,8 +109,7 @@ void Voice::release(EngineKind engine) {
     if (engine == EngineKind::drums) return; // a hit has no release: it plays to its end
     ampEnv.startRelease();
     modEnv.startRelease();
-    // The FM generator's operator envelopes are released here as well, whatever the engine,
-    // once that generator is part of the voice.
+    fm.release(); // whatever the engine: an FM note's operators must not hang on a later switch
 }
 
 void Voice::hardStop() {
@@ -110,6 +119,7 @@ void Voice::hardStop() {
     ampEnv.value = 0.0;
     modEnv.stage = ADSR::Stage::idle;
     modEnv.value = 0.0;
+    drum.done = true;
 }
 
 ModValues Voice::modulation(const SynthPatch& patch, double lfo1Value, double lfo2Value, double modEnvValue) const {
@@ -215,16 +225,22 @@ void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, flo
         analog.render(n, freq, m, patch.analog, sr, bufL.data(), bufR.data());
         break;
     case EngineKind::wavetable:
+        wavetable.render(n, freq, m, patch.wavetable, sr, bufL.data(), bufR.data());
+        break;
     case EngineKind::fm:
+        fm.render(n, freq, m, patch.fm, sr, bufL.data(), bufR.data());
+        break;
     case EngineKind::additive:
+        additive.render(n, freq, m, patch.additive, sr, bufL.data(), bufR.data());
+        break;
     case EngineKind::pluck:
+        pluck.render(n, freq, patch.pluck, sr, bufL.data(), bufR.data());
+        break;
     case EngineKind::modal:
+        modal.render(n, freq, sr, bufL.data(), bufR.data());
+        break;
     case EngineKind::drums:
-        // The generators of these six engines are not built yet: the voice renders silence
-        // here, and a drum voice, having no hit to play, ends at once. Each plugs in as a case.
-        std::fill_n(bufL.begin(), n, 0.0f);
-        std::fill_n(bufR.begin(), n, 0.0f);
-        hitAlive = false;
+        hitAlive = drum.render(n, patch.drums, sr, bufL.data(), bufR.data());
         break;
     }
 

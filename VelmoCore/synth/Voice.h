@@ -5,12 +5,18 @@
 
 #include "model/SynthPatch.h"
 #include "synth/ADSR.h"
+#include "synth/AdditiveGen.h"
 #include "synth/AnalogGen.h"
+#include "synth/DrumGen.h"
+#include "synth/FMGen.h"
 #include "synth/FilterState.h"
 #include "synth/LFO.h"
+#include "synth/ModalGen.h"
 #include "synth/ModValues.h"
+#include "synth/PluckGen.h"
 #include "synth/Rand.h"
 #include "synth/RenderContext.h"
+#include "synth/WavetableGen.h"
 
 #include <array>
 #include <cstdint>
@@ -35,19 +41,27 @@ public:
 
     // Every member that holds a Rand is declared in the order the generators draw their seeds
     // from the global sequence: lfo1, lfo2, analog, wavetable, pluck, modal, drum, then the voice.
+    // (fm and additive draw no random numbers.)
     ADSR ampEnv;
     ADSR modEnv;
     LFO lfo1;
     LFO lfo2;
     ModValues prevMods; // last block's matrix sums; only the LFO rates read them
+    // All seven generators live in every voice; the patch's engine decides which one runs.
     AnalogGen analog;
-    // The seeds of the wavetable, pluck, modal and drum generators, drawn in their places so that
-    // `rng` and every voice made after this one keep the streams they have once those
-    // generators are built; each generator takes its seed from here when it joins.
-    std::array<Rand, 4> laterGeneratorRngs{Rand::make(), Rand::make(), Rand::make(), Rand::make()};
+    WavetableGen wavetable;
+    FMGen fm;
+    AdditiveGen additive;
+    PluckGen pluck; // holds its 4096-sample string
+    ModalGen modal;
+    DrumGen drum;
     FilterState filterL;
     FilterState filterR;
     Rand rng = Rand::make();
+
+    // Makes sure the wavetable bank exists, so that no note ever has to build it: a build takes
+    // milliseconds, many audio blocks, and voices are made with their track, not at a note.
+    Voice();
 
     // Starts a note (or retakes this voice for one). sampleRate in frames per second.
     void start(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,

@@ -45,6 +45,16 @@ SynthPatch heavyPatch() {
     p.mod = {ModSlot{ModSource::lfo1, ModDestination::cutoff, 0.3}, ModSlot{ModSource::lfo2, ModDestination::pan, 0.5},
              ModSlot{ModSource::modEnv, ModDestination::pulseWidth, 0.4}, ModSlot{ModSource::velocity, ModDestination::noise, 0.1},
              ModSlot{ModSource::keytrack, ModDestination::lfo1Rate, 0.2}, ModSlot{ModSource::random, ModDestination::osc2Pitch, 0.1}};
+    // The other engines at their most demanding, for when a test switches `engine`.
+    p.wavetable = WavetableParams{WavetableKind::vocal, 0.4, 0.0, 0.0, 7.0, 25.0, 0.8, 0.3, 0.05};
+    p.fm.algorithm = 1.0;
+    p.fm.feedback = 0.6;
+    for (FMOperator& op : p.fm.ops) op.level = 0.8;
+    p.additive.stretch = 0.002;
+    p.pluck.damping = 0.2;
+    p.modal.material = ModalMaterial::bell;
+    p.mod.push_back(ModSlot{ModSource::modEnv, ModDestination::wavetablePosition, 0.4});
+    p.mod.push_back(ModSlot{ModSource::lfo1, ModDestination::fmAmount, 0.5});
     return p;
 }
 
@@ -70,15 +80,19 @@ TEST(AudioPath, VoicesAllocateNothingWhileTheyRender) {
         SynthPatch p = heavyPatch();
         p.engine = engine;
         patches.push_back(p);
+        p.filter.type = FilterType::off; // the generator alone, as most non-analog presets run
+        patches.push_back(p);
     }
     const RenderContext ctx{48000.0, 128.0};
     float mixL[32], mixR[32];
     double energy = 0.0;
 
     counting = true;
-    for (int block = 0; block < 6000; ++block) {
+    // 300 blocks of each patch in turn, every one of them reached.
+    for (int block = 0; block < 300 * static_cast<int>(patches.size()); ++block) {
         const SynthPatch& patch = patches[static_cast<size_t>(block / 300) % patches.size()];
         Voice& v = voices[static_cast<size_t>(block) % voices.size()];
+        // Notes 36 to 83 reach every drum piece.
         if (block % 37 == 0) v.start(36 + block % 48, 0.3 + (block % 7) * 0.1, block, static_cast<uint64_t>(block), patch, ctx.sampleRate);
         if (block % 53 == 0) v.release(patch.engine);
         if (block % 997 == 0) v.hardStop();

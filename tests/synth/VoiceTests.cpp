@@ -434,30 +434,3 @@ TEST(Voice, ZeroFramesRetriggerAndFreeRunningLFO) {
     EXPECT_EQ(v.lfo1.phase, lfoPhase) << "a free-running LFO keeps its phase";
     EXPECT_EQ(v.lfo2.phase, 0.0) << "a retriggered one restarts";
 }
-
-TEST(Voice, OtherEnginesAreSilentUntilTheirGeneratorsExist) {
-    for (EngineKind engine : allCases<EngineKind>()) {
-        if (engine == EngineKind::analog) continue;
-        SynthPatch p;
-        p.engine = engine;
-        Voice v;
-        v.start(60, 1.0, 1, 1, p, kSr);
-        Stereo out = play(v, p, 320);
-        for (double x : out.left) ASSERT_EQ(x, 0.0) << toString(engine);
-        EXPECT_EQ(v.active, engine != EngineKind::drums) << toString(engine);
-        if (engine == EngineKind::drums) {
-            EXPECT_EQ(v.ampEnv.stage, Stage::attack) << "a drum never ticks the amplitude envelope";
-        }
-    }
-
-    SynthPatch p;
-    Voice v;
-    v.start(60, 1.0, 1, 1, p, kSr);
-    play(v, p, 320);
-    v.hardStop();
-    EXPECT_FALSE(v.active);
-    EXPECT_TRUE(v.released);
-    EXPECT_EQ(v.ampEnv.stage, Stage::idle);
-    EXPECT_EQ(v.ampEnv.value, 0.0);
-    EXPECT_EQ(v.modEnv.stage, Stage::idle);
-}

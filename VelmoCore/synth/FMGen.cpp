@@ -1,0 +1,130 @@
+#include "synth/FMGen.h"
+
+#include "synth/SineTable.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace velmo {
+
+namespace {
+
+constexpr std::uint8_t op(int number) { return static_cast<std::uint8_t>(1u << (number - 1)); }
+
+// Modulators of operators 1 to 4, then the carriers.
+constexpr std::array<FMGen::Algorithm, FMGen::kAlgorithms> kAlgorithmTable{{
+    {{op(2), op(3), op(4), 0}, op(1)},
+    {{op(2), op(3) | op(4), 0, 0}, op(1)},
+    {{op(2) | op(3), 0, op(4), 0}, op(1)},
+    {{op(2), 0, op(4), 0}, op(1) | op(3)},
+    {{op(4), op(4), op(4), 0}, op(1) | op(2) | op(3)},
+    {{0, 0, op(4), 0}, op(1) | op(2) | op(3)},
+    {{op(3), op(3), op(4), 0}, op(1) | op(2)},
+    {{0, 0, 0, 0}, op(1) | op(2) | op(3) | op(4)},
+}};
+
+constexpr double kDepthPerLevel = 1.6; // cycles of phase swing of a modulator at level 1, full velocity
+constexpr double kFeedbackScale = 0.35;
+
+// Fewer than four operators cannot come from a checked patch: it is a programming fault.
+void requireFourOperators(const FMParams& p, const char* operation) {
+    if (p.ops.size() < FMGen::kOps) {
+        std::fprintf(stderr, "FMGen::%s: the patch has %zu FM operators, 4 are required\n", operation, p.ops.size());
+        std::abort();
+    }
+}
+
+EnvelopeParams envelopeOf(const FMOperator& o) { return EnvelopeParams{o.attack, o.decay, o.sustain, o.release}; }
+
+// The frames of one block for algorithm A, fixed at compile time so that the modulator sums and
+// the carrier tests unroll.
+template <int A>
+void runFrames(FMGen& g, int n, double norm, double fbAmount, float* outL, float* outR, const float* sine) {
+    constexpr FMGen::Algorithm alg = kAlgorithmTable[A];
+    for (int i = 0; i < n; ++i) {
+        const double fbSignal = fbAmount * (g.fb2 + g.fb1);
+        double acc = 0.0;
+        for (int k = FMGen::kOps - 1; k >= 0; --k) {
+            double pm = 0.0;
+            for (int s = 0; s < FMGen::kOps; ++s)
+                if (alg.modulators[static_cast<std::size_t>(k)] & (1u << s)) pm += g.out[s] * g.depth[s];
+            if (k == FMGen::kOps - 1) pm = fbSignal + pm; // feedback in every algorithm, carrier or not
+            const double e = g.env[k].tick();
+            const double y = SineTable::lookup(sine, g.phase[k] + pm);
+            g.out[k] = e * y; // no level here: it enters through depth or gain
+            if (alg.carriers & (1u << k)) acc += g.out[k] * g.gain[k];
+            double next = g.phase[k] + g.inc[k];
+            if (next >= 1.0) next = next - std::floor(next);
+            g.phase[k] = next;
+        }
+        g.fb2 = g.fb1;
+        g.fb1 = g.out[FMGen::kOps - 1];
+        const float s = static_cast<float>(norm * acc);
+        outL[i] = s;
+        outR[i] = s;
+    }
+}
+
+} // namespace
+
+const std::array<FMGen::Algorithm, FMGen::kAlgorithms> FMGen::algorithms = kAlgorithmTable;
+
+int FMGen::algorithmIndex(double algorithm) {
+    return static_cast<int>(std::clamp(algorithm, 1.0, static_cast<double>(kAlgorithms))) - 1;
+}
+
+void FMGen::start(double noteVelocity, const FMParams& p, double sr, bool retrigger) {
+    requireFourOperators(p, "start");
+    velocity = noteVelocity;
+    for (int i = 0; i < kOps; ++i) {
+        if (retrigger) phase[i] = 0.0;
+        env[i].configure(envelopeOf(p.ops[static_cast<std::size_t>(i)]), sr);
+        env[i].trigger(); // from the present value: a note into a sounding voice does not drop
+    }
+    if (retrigger) {
+        fb1 = 0.0;
+        fb2 = 0.0;
+    }
+}
+
+void FMGen::release() {
+    for (ADSR& e : env) e.startRelease();
+}
+
+void FMGen::render(int n, double freq, const ModValues& m, const FMParams& p, double sr, float* outL, float* outR) {
+    requireFourOperators(p, "render");
+    const int index = algorithmIndex(p.algorithm);
+    double scale = 1.0 + m.fmAmount;
+    if (scale < 0.0) scale = 0.0;
+    for (int i = 0; i < kOps; ++i) {
+        const FMOperator& o = p.ops[static_cast<std::size_t>(i)];
+        env[i].configure(envelopeOf(o), sr); // rates only: envelope edits reach a held note at once
+        inc[i] = freq * o.ratio * std::exp2(o.detune / 1200.0) / sr;
+        const double vg = (1.0 - o.velocity) + velocity * o.velocity; // 0 none, 1 full sensitivity
+        depth[i] = scale * (o.level * o.level * kDepthPerLevel * vg);
+        gain[i] = o.level * vg;
+    }
+    const Algorithm& alg = algorithms[static_cast<std::size_t>(index)];
+    int carriers = 0;
+    for (int i = 0; i < kOps; ++i) {
+        isCarrier[i] = (alg.carriers >> i) & 1u;
+        carriers += isCarrier[i] ? 1 : 0;
+    }
+    const double norm = 1.0 / std::sqrt(static_cast<double>(carriers));
+    const double fbAmount = p.feedback * kFeedbackScale;
+    const float* sine = SineTable::ptr();
+    switch (index) {
+    case 0: runFrames<0>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    case 1: runFrames<1>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    case 2: runFrames<2>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    case 3: runFrames<3>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    case 4: runFrames<4>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    case 5: runFrames<5>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    case 6: runFrames<6>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    default: runFrames<7>(*this, n, norm, fbAmount, outL, outR, sine); break;
+    }
+}
+
+} // namespace velmo
