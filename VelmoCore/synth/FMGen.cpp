@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 
 namespace velmo {
 
@@ -28,12 +26,12 @@ constexpr std::array<FMGen::Algorithm, FMGen::kAlgorithms> kAlgorithmTable{{
 constexpr double kDepthPerLevel = 1.6; // cycles of phase swing of a modulator at level 1, full velocity
 constexpr double kFeedbackScale = 0.35;
 
-// Fewer than four operators cannot come from a checked patch: it is a programming fault.
-void requireFourOperators(const FMParams& p, const char* operation) {
-    if (p.ops.size() < FMGen::kOps) {
-        std::fprintf(stderr, "FMGen::%s: the patch has %zu FM operators, 4 are required\n", operation, p.ops.size());
-        std::abort();
-    }
+// A hand-edited project file may hold fewer than four operators. The missing ones play as
+// silent operators (level 0) instead of stopping the process on the audio thread.
+const FMOperator& operatorAt(const FMParams& p, int i) {
+    static const FMOperator silent{1.0, 0.0, 0.0, 0.002, 0.6, 1.0, 0.4, 0.5};
+    const auto index = static_cast<std::size_t>(i);
+    return index < p.ops.size() ? p.ops[index] : silent;
 }
 
 EnvelopeParams envelopeOf(const FMOperator& o) { return EnvelopeParams{o.attack, o.decay, o.sustain, o.release}; }
@@ -76,11 +74,10 @@ int FMGen::algorithmIndex(double algorithm) {
 }
 
 void FMGen::start(double noteVelocity, const FMParams& p, double sr, bool retrigger) {
-    requireFourOperators(p, "start");
     velocity = noteVelocity;
     for (int i = 0; i < kOps; ++i) {
         if (retrigger) phase[i] = 0.0;
-        env[i].configure(envelopeOf(p.ops[static_cast<std::size_t>(i)]), sr);
+        env[i].configure(envelopeOf(operatorAt(p, i)), sr);
         env[i].trigger(); // from the present value: a note into a sounding voice does not drop
     }
     if (retrigger) {
@@ -94,12 +91,11 @@ void FMGen::release() {
 }
 
 void FMGen::render(int n, double freq, const ModValues& m, const FMParams& p, double sr, float* outL, float* outR) {
-    requireFourOperators(p, "render");
     const int index = algorithmIndex(p.algorithm);
     double scale = 1.0 + m.fmAmount;
     if (scale < 0.0) scale = 0.0;
     for (int i = 0; i < kOps; ++i) {
-        const FMOperator& o = p.ops[static_cast<std::size_t>(i)];
+        const FMOperator& o = operatorAt(p, i);
         env[i].configure(envelopeOf(o), sr); // rates only: envelope edits reach a held note at once
         inc[i] = freq * o.ratio * std::exp2(o.detune / 1200.0) / sr;
         const double vg = (1.0 - o.velocity) + velocity * o.velocity; // 0 none, 1 full sensitivity

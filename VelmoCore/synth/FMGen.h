@@ -41,7 +41,7 @@ struct FMGen {
     static int algorithmIndex(double algorithm);
 
     // Starts the operator envelopes from their present values. With `retrigger` (the voice was
-    // silent) phases and feedback restart too. p.ops must hold at least four operators.
+    // silent) phases and feedback restart too. Operators missing from a short list are silent.
     void start(double noteVelocity, const FMParams& p, double sr, bool retrigger);
 
     // Every operator envelope that is not idle goes to release.

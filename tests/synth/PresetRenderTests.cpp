@@ -61,3 +61,27 @@ TEST(FactoryPresets, EveryPresetSoundsThroughAVoice) {
         }
     }
 }
+
+// A hand-edited project file can hold any finite values and an FM operator list of any length:
+// such a patch plays (or stays silent) and never stops the process.
+TEST(HandEditedPatches, ShortOperatorListsAndHugeDecaysStillRender) {
+    SynthPatch fm = Presets::named("FM E-Piano")->patch;
+    fm.fm.ops.resize(2);
+    Played twoOps = play(fm, 60, 1.0, 200);
+    EXPECT_TRUE(twoOps.finite);
+    EXPECT_GT(twoOps.peak, 0.01) << "the operators that are there still sound";
+    fm.fm.ops.clear();
+    EXPECT_TRUE(play(fm, 60, 1.0, 20).finite);
+
+    SynthPatch drums = Presets::named("808 Kit")->patch;
+    drums.drums.kickDecay = 1e300;
+    drums.drums.cymbalDecay = 1e300;
+    for (int pitch : {36, 49}) {
+        const RenderContext ctx{kSr, 120.0};
+        Voice v;
+        v.start(pitch, 1.0, 1, 1, drums, kSr);
+        float l[32] = {}, r[32] = {};
+        v.render(32, drums, ctx, l, r);
+        EXPECT_TRUE(std::isfinite(l[0]) && std::isfinite(r[31])) << "note " << pitch;
+    }
+}
