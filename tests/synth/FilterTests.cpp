@@ -1,0 +1,172 @@
+#include "SignalMeasure.h"
+
+#include "synth/Biquad.h"
+#include "synth/FilterState.h"
+#include "synth/OnePole.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <numbers>
+
+using namespace velmo;
+using test::sineGain;
+using cd = std::complex<double>;
+
+namespace {
+
+constexpr double kSr = 48000.0;
+constexpr double kPi = std::numbers::pi;
+
+// The bilinear image of the analog prototype, prewarped at the cutoff: Ω = tan(πf/sr) / tan(πfc/sr).
+double warped(double f, double fc) { return std::tan(kPi * f / kSr) / std::tan(kPi * fc / kSr); }
+
+cd svfDenominator(double omega, double k) { return cd(1.0 - omega * omega, k * omega); }
+
+double analyticMagnitude(FilterType type, double f, double fc, double res) {
+    double k = std::clamp(res, 0.0, 1.0) * -1.96 + 2.0;
+    double w = warped(f, fc);
+    cd den = svfDenominator(w, k);
+    switch (type) {
+    case FilterType::lowpass12: return std::abs(1.0 / den);
+    case FilterType::lowpass24: return std::abs(1.0 / den) * std::abs(1.0 / svfDenominator(w, 1.414));
+    case FilterType::highpass12: return std::abs(-w * w / den);
+    case FilterType::bandpass: return std::abs(cd(0.0, k * w) / den);
+    case FilterType::notch: return std::abs((1.0 - w * w) / den);
+    default: return 1.0;
+    }
+}
+
+// The ladder with small signals (tanh(x) ≈ x): four stages (1 + 0.3 z⁻¹) / (1 − (1 − f) z⁻¹),
+// an input gain, and a one-sample-late feedback from the last stage.
+double ladderMagnitude(double freq, double fc, double res) {
+    double f = std::min(fc * 1.16 / (kSr * 0.5), 1.0);
+    double fb = res * 4.1 * (1.0 + f * (f * -0.15));
+    double in = f * f * (f * f * 0.35013);
+    cd zInv = std::polar(1.0, -2.0 * kPi * freq / kSr);
+    cd stage = (1.0 + 0.3 * zInv) / (1.0 - (1.0 - f) * zInv);
+    cd forward = in * std::pow(stage, 4);
+    return std::abs((fb * 0.25 + 1.0) * forward / (1.0 + fb * zInv * forward));
+}
+
+double filterGain(FilterType type, double freq, double cutoff, double res, double amplitude = 0.5) {
+    FilterState state;
+    FilterCoefs c = FilterState::coefs(type, cutoff, res, kSr);
+    return sineGain([&](double x) { return state.process(x, type, c); }, freq, kSr, amplitude);
+}
+
+bool sameCoefs(const FilterCoefs& a, const FilterCoefs& b) {
+    return a.k == b.k && a.g1 == b.g1 && a.g2 == b.g2 && a.g3 == b.g3 && a.h1 == b.h1 && a.h2 == b.h2 &&
+           a.h3 == b.h3 && a.ladderIn == b.ladderIn && a.ladderFb == b.ladderFb &&
+           a.ladderOneMinusF == b.ladderOneMinusF && a.ladderGain == b.ladderGain;
+}
+
+} // namespace
+
+TEST(FilterState, StateVariableResponsesMatchTheAnalyticMagnitude) {
+    const FilterType types[] = {FilterType::lowpass12, FilterType::lowpass24, FilterType::highpass12,
+                                FilterType::bandpass, FilterType::notch};
+    for (FilterType type : types)
+        for (double res : {0.0, 0.5, 0.9})
+            for (double freq : {100.0, 500.0, 1000.0, 2000.0, 8000.0}) {
+                double expected = analyticMagnitude(type, freq, 1000.0, res);
+                double measured = filterGain(type, freq, 1000.0, res);
+                EXPECT_NEAR(measured, expected, 1e-3 + 1e-3 * expected)
+                    << toString(type) << " res " << res << " at " << freq << " Hz";
+            }
+    EXPECT_NEAR(filterGain(FilterType::bandpass, 1000.0, 1000.0, 0.9), 1.0, 1e-3) << "bandpass peak near unity";
+    EXPECT_LT(filterGain(FilterType::notch, 1000.0, 1000.0, 0.0), 1e-3);
+    FilterState untouched;
+    FilterCoefs offCoefs = FilterState::coefs(FilterType::off, 50.0, 1.0, kSr);
+    for (double x : {0.7, -0.2, 1e-3}) EXPECT_EQ(untouched.process(x, FilterType::off, offCoefs), x) << "off passes the input";
+}
+
+TEST(FilterState, LadderResponseMatchesItsLinearModel) {
+    for (double res : {0.0, 0.6})
+        for (double freq : {100.0, 1000.0, 3000.0, 10000.0}) {
+            double expected = ladderMagnitude(freq, 2000.0, res);
+            double measured = filterGain(FilterType::ladder, freq, 2000.0, res, 1e-3);
+            EXPECT_NEAR(measured, expected, 1e-3 * expected + 1e-5) << "res " << res << " at " << freq << " Hz";
+        }
+    EXPECT_NEAR(ladderMagnitude(10.0, 2000.0, 0.0), 1.0, 1e-3) << "unity pass band at no resonance";
+
+    // The tanh in the feedback bounds a loud self-oscillating ladder.
+    FilterState s;
+    FilterCoefs c = FilterState::coefs(FilterType::ladder, 1000.0, 1.0, kSr);
+    double peak = 0.0;
+    for (int i = 0; i < 48000; ++i) peak = std::max(peak, std::fabs(s.process(i < 10 ? 1.0 : 0.0, FilterType::ladder, c)));
+    EXPECT_TRUE(std::isfinite(peak));
+    EXPECT_LT(peak, 10.0);
+}
+
+TEST(FilterState, CoefficientClamps) {
+    for (FilterType type : {FilterType::lowpass24, FilterType::ladder, FilterType::notch}) {
+        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 5.0, 0.3, kSr), FilterState::coefs(type, 16.0, 0.3, kSr)))
+            << toString(type) << ": cutoff floors at 16 Hz";
+        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 30000.0, 0.3, kSr), FilterState::coefs(type, 21600.0, 0.3, kSr)))
+            << toString(type) << ": cutoff ceiling at 0.45 x sr";
+        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 800.0, 1.7, kSr), FilterState::coefs(type, 800.0, 1.0, kSr)));
+        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 800.0, -3.0, kSr), FilterState::coefs(type, 800.0, 0.0, kSr)));
+    }
+    FilterCoefs top = FilterState::coefs(FilterType::ladder, 24000.0, 0.0, kSr);
+    EXPECT_EQ(top.ladderOneMinusF, 0.0) << "f reaches 1 at the top of the range";
+    EXPECT_EQ(top.ladderIn, 0.35013);
+    FilterCoefs svf = FilterState::coefs(FilterType::lowpass12, 1000.0, 1.0, kSr);
+    EXPECT_NEAR(svf.k, 0.04, 1e-15) << "k runs from 2 down to 0.04";
+}
+
+TEST(OnePoleAndBiquad, PassThroughAndDesigns) {
+    OnePole pass;
+    Biquad identity;
+    for (double x : {0.3, -1.0, 0.25}) {
+        EXPECT_EQ(pass.process(x), x);
+        EXPECT_EQ(identity.process(x), x);
+    }
+
+    // One pole: |H| = a / |1 − (1 − a) z⁻¹|, and the cutoff clamps at 1 Hz and 0.49 × sr.
+    OnePole lp;
+    lp.setCutoff(1000.0, kSr);
+    EXPECT_EQ(lp.a, 1.0 - std::exp(-2.0 * kPi * 1000.0 / kSr));
+    double a = lp.a;
+    for (double f : {200.0, 1000.0, 5000.0}) {
+        double expected = a / std::abs(1.0 - (1.0 - a) * std::polar(1.0, -2.0 * kPi * f / kSr));
+        EXPECT_NEAR(sineGain([&](double x) { return lp.process(x); }, f, kSr), expected, 1e-4) << f;
+    }
+    OnePole low, high;
+    low.setCutoff(0.1, kSr);
+    high.setCutoff(1e6, kSr);
+    EXPECT_EQ(low.a, 1.0 - std::exp(-2.0 * kPi / kSr));
+    EXPECT_EQ(high.a, 1.0 - std::exp(-2.0 * kPi * 0.49));
+
+    // Cookbook landmarks: lowpass and highpass have |H| = Q at the corner; the bandpass peaks at
+    // 0 dB; the peak reaches its gain; a shelf is at its gain far inside, 0 dB far outside and
+    // at half its gain (in dB) at the corner.
+    auto gainOf = [](Biquad bq, double f) { return sineGain([&](double x) { return bq.process(x); }, f, kSr); };
+    auto dB = [](double g) { return 20.0 * std::log10(g); };
+    EXPECT_NEAR(gainOf(Biquad::lowpass(250.0, 0.7, kSr), 250.0), 0.7, 1e-3);
+    EXPECT_NEAR(gainOf(Biquad::lowpass(250.0, 0.7, kSr), 10.0), 1.0, 1e-3);
+    EXPECT_NEAR(gainOf(Biquad::highpass(4000.0, 0.7, kSr), 4000.0), 0.7, 1e-3);
+    EXPECT_LT(gainOf(Biquad::highpass(4000.0, 0.7, kSr), 100.0), 1e-2);
+    EXPECT_NEAR(gainOf(Biquad::bandpass(1000.0, 0.5, kSr), 1000.0), 1.0, 1e-3);
+    EXPECT_NEAR(dB(gainOf(Biquad::peak(2000.0, 0.9, 6.0, kSr), 2000.0)), 6.0, 0.01);
+    EXPECT_NEAR(dB(gainOf(Biquad::peak(2000.0, 0.9, -9.0, kSr), 2000.0)), -9.0, 0.01);
+    EXPECT_NEAR(dB(gainOf(Biquad::lowShelf(120.0, 0.7, 6.0, kSr), 10.0)), 6.0, 0.05);
+    EXPECT_NEAR(dB(gainOf(Biquad::lowShelf(120.0, 0.7, 6.0, kSr), 120.0)), 3.0, 0.01);
+    EXPECT_NEAR(dB(gainOf(Biquad::lowShelf(120.0, 0.7, 6.0, kSr), 8000.0)), 0.0, 0.01);
+    EXPECT_NEAR(dB(gainOf(Biquad::highShelf(6000.0, 0.7, -8.0, kSr), 6000.0)), -4.0, 0.01);
+    EXPECT_NEAR(dB(gainOf(Biquad::highShelf(6000.0, 0.7, -8.0, kSr), 100.0)), 0.0, 0.01);
+    EXPECT_NEAR(dB(gainOf(Biquad::highShelf(6000.0, 0.7, -8.0, kSr), 20000.0)), -8.0, 0.3);
+
+    Biquad clamped = Biquad::lowpass(2.0, 0.7, kSr), floor = Biquad::lowpass(10.0, 0.7, kSr);
+    EXPECT_EQ(clamped.b0, floor.b0);
+    EXPECT_EQ(clamped.a1, floor.a1);
+
+    // A new design keeps the running state.
+    Biquad running = Biquad::lowpass(500.0, 0.7, kSr);
+    running.process(1.0);
+    double z1 = running.z1;
+    running.setCoefficients(Biquad::highpass(500.0, 0.7, kSr));
+    EXPECT_EQ(running.z1, z1);
+    EXPECT_EQ(running.b1, Biquad::highpass(500.0, 0.7, kSr).b1);
+}
