@@ -10,6 +10,7 @@ packages=(
   libutf8proc-dev      # canonical id equality, lower-cased names
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  libsndfile1-dev      # tests read rendered WAV files back with an independent reader
 )
 
 missing=()
