@@ -1,0 +1,255 @@
+#include "synth/Voice.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+
+namespace velmo {
+
+namespace {
+
+constexpr double kFreshLevel = 0.001; // an envelope under this is silent enough to restart oscillators
+constexpr double kMinGlide = 0.0005;  // seconds; at or under it the pitch jumps
+constexpr double kMinDrive = 0.001;   // drive at or under it is off (strictly above turns it on)
+
+double noteFrequency(double midiPitch) { return 440.0 * std::exp2((midiPitch - 69.0) / 12.0); }
+
+double lfoRate(const LFOParams& p, double tempo, double rateMod) {
+    // A synced cycle lasts `beats` beats, and never less than a sixteenth of a beat.
+    double base = p.sync ? (tempo / 60.0) / std::max(p.beats, 0.0625) : p.rate;
+    return base * std::exp2(rateMod * 4.0);
+}
+
+// The drive and filter over one channel of a block, with type and drive fixed for the loop.
+template <FilterType T, bool Drive>
+void filterChannel(FilterState& state, float* buf, int n, const FilterCoefs& c, double pre, double comp) {
+    for (int i = 0; i < n; ++i) {
+        double x = buf[i];
+        if constexpr (Drive) x = comp * std::tanh(pre * x);
+        buf[i] = static_cast<float>(state.processAs<T>(x, c));
+    }
+}
+
+template <FilterType T>
+void filterStereo(FilterState& left, FilterState& right, float* bufL, float* bufR, int n, const FilterCoefs& c,
+                  bool drive, double pre, double comp) {
+    // The two channels have separate states, so running all of left before right is the same sound.
+    if (drive) {
+        filterChannel<T, true>(left, bufL, n, c, pre, comp);
+        filterChannel<T, true>(right, bufR, n, c, pre, comp);
+    } else {
+        filterChannel<T, false>(left, bufL, n, c, pre, comp);
+        filterChannel<T, false>(right, bufR, n, c, pre, comp);
+    }
+}
+
+} // namespace
+
+void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,
+                  const SynthPatch& patch, double sampleRate) {
+    const bool wasActive = active;
+    pitch = notePitch;
+    velocity = noteVelocity;
+    tag = noteTag;
+    startOrder = order;
+    targetPitch = static_cast<double>(notePitch);
+    // A voice that was sounding (also a stolen one) glides in from where it was.
+    if (!wasActive || patch.voice.glide <= 0.0) curPitch = targetPitch;
+    active = true;
+    released = false;
+    randomValue = rng.bipolar();
+    // A free-running LFO keeps its phase from the last note: it only advances while active.
+    if (patch.lfo1.retrigger) lfo1.phase = 0.0;
+    if (patch.lfo2.retrigger) lfo2.phase = 0.0;
+    ampEnv.configure(patch.ampEnv, sampleRate);
+    modEnv.configure(patch.modEnv, sampleRate);
+    // A voice stolen while it sounds keeps its filter state, so the steal does not click.
+    if (ampEnv.stage == ADSR::Stage::idle) {
+        filterL.reset();
+        filterR.reset();
+    }
+    ampEnv.trigger();
+    modEnv.trigger();
+
+    // A voice that takes a new note while still audible keeps its oscillator phases.
+    const bool fresh = ampEnv.value < kFreshLevel;
+    switch (patch.engine) {
+    case EngineKind::analog:
+        if (fresh) analog.start();
+        break;
+    case EngineKind::wavetable:
+    case EngineKind::fm:
+    case EngineKind::additive:
+    case EngineKind::pluck:
+    case EngineKind::modal:
+    case EngineKind::drums:
+        // These generators join the voice later; see the render switch below.
+        break;
+    }
+}
+
+void Voice::release(EngineKind engine) {
+    if (!active || released) return;
+    released = true;
+    if (engine == EngineKind::drums) return; // a hit has no release: it plays to its end
+    ampEnv.startRelease();
+    modEnv.startRelease();
+}
+
+void Voice::hardStop() {
+    active = false;
+    released = true;
+    ampEnv.stage = ADSR::Stage::idle;
+    ampEnv.value = 0.0;
+    modEnv.stage = ADSR::Stage::idle;
+    modEnv.value = 0.0;
+}
+
+ModValues Voice::modulation(const SynthPatch& patch, double lfo1Value, double lfo2Value, double modEnvValue) const {
+    ModValues m;
+    const double keytrack = (pitch - 60) / 48.0; // 0 at C4, 1 at note 108, -1 at note 12
+    for (const ModSlot& slot : patch.mod) {
+        if (slot.source == ModSource::none || slot.destination == ModDestination::none || slot.amount == 0.0)
+            continue;
+        double source = 0.0;
+        switch (slot.source) {
+        case ModSource::none: break;
+        case ModSource::lfo1: source = lfo1Value; break;
+        case ModSource::lfo2: source = lfo2Value; break;
+        case ModSource::modEnv: source = modEnvValue; break;
+        case ModSource::ampEnv: source = ampEnv.value; break; // as it stands after this block's ticks
+        case ModSource::velocity: source = velocity; break;
+        case ModSource::keytrack: source = keytrack; break;
+        case ModSource::random: source = randomValue; break;
+        }
+        const double v = slot.amount * source;
+        switch (slot.destination) {
+        case ModDestination::none: break;
+        case ModDestination::pitch: m.pitch += v * 12.0; break;   // semitones
+        case ModDestination::cutoff: m.cutoff += v * 8.0; break;  // octaves
+        case ModDestination::resonance: m.resonance += v; break;
+        case ModDestination::volume: m.volume += v; break;
+        case ModDestination::pan: m.pan += v; break;
+        case ModDestination::pulseWidth: m.pulseWidth += v; break;
+        case ModDestination::wavetablePosition: m.wtPosition += v; break;
+        case ModDestination::fmAmount: m.fmAmount += v; break;
+        case ModDestination::osc2Pitch: m.osc2Pitch += v; break;
+        case ModDestination::noise: m.noise += v; break;
+        case ModDestination::lfo1Rate: m.lfo1Rate += v; break;
+        case ModDestination::lfo2Rate: m.lfo2Rate += v; break;
+        }
+    }
+    return m;
+}
+
+void Voice::filter(const FilterParams& f, const ModValues& m, double modEnvValue, double sr, int n) {
+    // Key tracking follows the glided pitch and leaves out pitch modulation; envAmount and
+    // velocity are in octaves.
+    const double octaves = m.cutoff + (f.velocity * velocity + (modEnvValue * f.envAmount + f.keyTrack * (curPitch - 60.0) / 12.0));
+    const double cutoff = f.cutoff * std::exp2(octaves);
+    const double resonance = f.resonance + m.resonance;
+    const FilterCoefs c = FilterState::coefs(f.type, cutoff, resonance, sr);
+    const double pre = f.drive * 8.0 + 1.0;
+    const double comp = 1.0 / std::tanh(pre); // full scale in, full scale out, at any drive
+    const bool drive = f.drive > kMinDrive;
+    float* l = bufL.data();
+    float* r = bufR.data();
+    switch (f.type) {
+    case FilterType::off: break;
+    case FilterType::lowpass12: filterStereo<FilterType::lowpass12>(filterL, filterR, l, r, n, c, drive, pre, comp); break;
+    case FilterType::lowpass24: filterStereo<FilterType::lowpass24>(filterL, filterR, l, r, n, c, drive, pre, comp); break;
+    case FilterType::ladder: filterStereo<FilterType::ladder>(filterL, filterR, l, r, n, c, drive, pre, comp); break;
+    case FilterType::highpass12: filterStereo<FilterType::highpass12>(filterL, filterR, l, r, n, c, drive, pre, comp); break;
+    case FilterType::bandpass: filterStereo<FilterType::bandpass>(filterL, filterR, l, r, n, c, drive, pre, comp); break;
+    case FilterType::notch: filterStereo<FilterType::notch>(filterL, filterR, l, r, n, c, drive, pre, comp); break;
+    }
+}
+
+void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR) {
+    if (!active) return;
+    assert(n >= 0 && n <= kMaxBlock && "Voice::render: block above 32 frames");
+    const double sr = ctx.sampleRate;
+    const EngineKind engine = patch.engine;
+
+    // Glide: exponential, time constant 0.35 × glide seconds, stepped per block.
+    const double glide = patch.voice.glide;
+    if (glide > kMinGlide)
+        curPitch = targetPitch + (curPitch - targetPitch) * std::exp(n / (sr * (glide * -0.35)));
+    else
+        curPitch = targetPitch;
+
+    // LFOs, rate-modulated one block late from prevMods; lfo1 first.
+    const double lfo1Value = lfo1.tick(patch.lfo1.shape, lfoRate(patch.lfo1, ctx.tempo, prevMods.lfo1Rate), n, sr);
+    const double lfo2Value = lfo2.tick(patch.lfo2.shape, lfoRate(patch.lfo2, ctx.tempo, prevMods.lfo2Rate), n, sr);
+
+    // The modulation envelope runs at sample rate and is read at block rate.
+    modEnv.configure(patch.modEnv, sr);
+    double modEnvValue = 0.0;
+    for (int i = 0; i < n; ++i) modEnvValue = modEnv.tick();
+
+    if (engine == EngineKind::drums) {
+        std::fill_n(ampBuf.begin(), n, 1.0); // a drum shapes its own decay; ampEnv stands still
+    } else {
+        ampEnv.configure(patch.ampEnv, sr);
+        for (int i = 0; i < n; ++i) ampBuf[i] = ampEnv.tick();
+    }
+
+    const ModValues m = modulation(patch, lfo1Value, lfo2Value, modEnvValue);
+    prevMods = m;
+
+    const double freq = noteFrequency(curPitch + m.pitch);
+
+    bool hitAlive = true;
+    switch (engine) {
+    case EngineKind::analog:
+        analog.render(n, freq, m, patch.analog, sr, bufL.data(), bufR.data());
+        break;
+    case EngineKind::wavetable:
+    case EngineKind::fm:
+    case EngineKind::additive:
+    case EngineKind::pluck:
+    case EngineKind::modal:
+    case EngineKind::drums:
+        // The generators of these six engines are not built yet: the voice renders silence
+        // here, and a drum voice, having no hit to play, ends at once. Each plugs in as a case.
+        std::fill_n(bufL.begin(), n, 0.0f);
+        std::fill_n(bufR.begin(), n, 0.0f);
+        hitAlive = false;
+        break;
+    }
+
+    if (patch.filter.type != FilterType::off) filter(patch.filter, m, modEnvValue, sr, n);
+
+    // Level and pan: velocity sensitivity, the volume offset (never below silence) and a linear
+    // balance with no centre dip. The voice has no pan of its own; only modulation moves it.
+    const VoiceParams& vp = patch.voice;
+    double g = vp.level * ((1.0 - vp.velocitySens) + vp.velocitySens * velocity);
+    const double v = 1.0 + m.volume;
+    g = v >= 0.0 ? v * g : 0.0;
+    double left, right;
+    const double p = m.pan;
+    if (p < -1.0) {
+        left = g;
+        right = 0.0;
+    } else if (p > 1.0) {
+        left = 0.0;
+        right = g;
+    } else {
+        left = g * std::min(1.0 - p, 1.0);
+        right = g * std::min(1.0 + p, 1.0);
+    }
+    for (int i = 0; i < n; ++i) {
+        outL[i] += bufL[i] * static_cast<float>(left * ampBuf[i]);
+        outR[i] += bufR[i] * static_cast<float>(right * ampBuf[i]);
+    }
+
+    // The end of a voice is the end of its amplitude envelope (or of a drum's hit); a generator
+    // that still rings is cut there.
+    if (engine == EngineKind::drums) {
+        if (!hitAlive) active = false;
+    } else if (ampEnv.stage == ADSR::Stage::idle) {
+        active = false;
+    }
+}
+
+} // namespace velmo

@@ -1,0 +1,229 @@
+#include "SignalMeasure.h"
+
+#include "synth/AnalogGen.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <vector>
+
+using namespace velmo;
+using test::amplitudeAt;
+
+namespace {
+
+constexpr double kSr = 48000.0;
+
+struct Stereo {
+    std::vector<double> left, right;
+};
+
+// Renders `frames` frames in blocks of 32 from a copy of `gen`, leaving `gen` untouched.
+Stereo renderFrames(AnalogGen gen, const AnalogParams& p, double freq, int frames, const ModValues& m = {}) {
+    Stereo out;
+    float l[32], r[32];
+    for (int done = 0; done < frames; done += 32) {
+        int n = std::min(32, frames - done);
+        gen.render(n, freq, m, p, kSr, l, r);
+        out.left.insert(out.left.end(), l, l + n);
+        out.right.insert(out.right.end(), r, r + n);
+    }
+    return out;
+}
+
+AnalogParams single(OscWave wave) {
+    AnalogParams p;
+    p.osc1.wave = wave;
+    p.osc2.level = 0.0;
+    return p;
+}
+
+double dB(double ratio) { return 20.0 * std::log10(ratio); }
+
+} // namespace
+
+TEST(AnalogGen, PolyBlepSawAliasesFarBelowItsHarmonics) {
+    // 2489 Hz: harmonics 10 to 20 fold back below Nyquist at 48000 - k × 2489 (or k × 2489 - 48000).
+    const double f0 = 2489.0;
+    AnalogGen gen;
+    Stereo saw = renderFrames(gen, single(OscWave::saw), f0, 48000);
+    // The same phase sequence without the correction, for contrast.
+    std::vector<double> naive(48000);
+    double phase = gen.ph1[0];
+    for (double& x : naive) {
+        x = 2.0 * phase - 1.0;
+        phase += f0 / kSr;
+        if (phase >= 1.0) phase -= 1.0;
+    }
+
+    double fundamental = amplitudeAt(saw.left, f0, kSr);
+    EXPECT_NEAR(fundamental, 2.0 / std::numbers::pi, 0.02) << "a saw's fundamental is 2/pi";
+    // Harmonics fall as 1/k; polyBLEP rounds off the top octave a little.
+    double weakestHarmonic = fundamental;
+    for (int k = 2; k <= 9; ++k) {
+        double h = amplitudeAt(saw.left, k * f0, kSr);
+        if (k <= 5) {
+            EXPECT_NEAR(h * k, fundamental, 0.25 * fundamental) << "harmonic " << k;
+        }
+        EXPECT_LT(h, weakestHarmonic) << "harmonic " << k;
+        weakestHarmonic = std::min(weakestHarmonic, h);
+    }
+
+    for (int k = 10; k <= 20; ++k) {
+        double alias = std::fabs(48000.0 - k * f0);
+        double blep = amplitudeAt(saw.left, alias, kSr);
+        double plain = amplitudeAt(naive, alias, kSr);
+        EXPECT_LT(blep, weakestHarmonic) << "alias of harmonic " << k << " at " << alias << " Hz";
+        EXPECT_LT(blep, plain * 0.5) << "polyBLEP beats the naive saw at " << alias << " Hz";
+        // Aliases that land low, far from any harmonic's neighbourhood, are the audible ones.
+        if (alias < 6000.0) {
+            EXPECT_LT(dB(blep / fundamental), -55.0) << "alias at " << alias << " Hz";
+        }
+    }
+}
+
+TEST(AnalogGen, StartPhasesUnisonCountAndSpread) {
+    AnalogGen gen;
+    gen.rng = Rand::seeded(5);
+    gen.subPhase = 0.4;
+    gen.start();
+    Rand expected = Rand::seeded(5);
+    for (int i = 0; i < 7; ++i) {
+        ASSERT_EQ(gen.ph1[i], expected.unit()) << "copy " << i << " of oscillator 1";
+        ASSERT_EQ(gen.ph2[i], expected.unit()) << "copy " << i << " of oscillator 2";
+    }
+    EXPECT_EQ(gen.subPhase, 0.0);
+
+    // The count is clamped to 1..7 and truncated: copies above it keep their phase.
+    auto copiesRun = [&](double unison) {
+        AnalogGen g = gen;
+        AnalogParams p = single(OscWave::saw);
+        p.unison = unison;
+        float l[32], r[32];
+        g.render(32, 440.0, {}, p, kSr, l, r);
+        int moved = 0;
+        for (int i = 0; i < 7; ++i) moved += g.ph1[i] != gen.ph1[i];
+        return moved;
+    };
+    EXPECT_EQ(copiesRun(0.0), 1);
+    EXPECT_EQ(copiesRun(-4.0), 1);
+    EXPECT_EQ(copiesRun(3.9), 3);
+    EXPECT_EQ(copiesRun(9.0), 7);
+
+    // Two copies at full spread: the left channel is the lower copy alone, the right the upper,
+    // each detuned by unisonDetune cents and at 1/sqrt(2).
+    AnalogParams p = single(OscWave::sine);
+    p.unison = 2.0;
+    p.unisonSpread = 1.0;
+    p.unisonDetune = 50.0;
+    Stereo two = renderFrames(gen, p, 1000.0, 48000);
+    double down = 1000.0 * std::exp2(-50.0 / 1200.0), up = 1000.0 * std::exp2(50.0 / 1200.0);
+    EXPECT_NEAR(amplitudeAt(two.left, down, kSr), std::sqrt(0.5), 5e-3);
+    EXPECT_LT(amplitudeAt(two.left, up, kSr), 5e-3);
+    EXPECT_NEAR(amplitudeAt(two.right, up, kSr), std::sqrt(0.5), 5e-3);
+    EXPECT_LT(amplitudeAt(two.right, down, kSr), 5e-3);
+
+    // Spread above 1 is not clamped: the end copies go negative on the far side.
+    p.unisonSpread = 2.0;
+    Stereo wide = renderFrames(gen, p, 1000.0, 256);
+    for (size_t i = 0; i < wide.left.size(); ++i) ASSERT_FLOAT_EQ(wide.left[i], -wide.right[i]) << i;
+
+    // Seven copies at spread 1: the centre copy is in tune and at both sides in full.
+    p.unison = 7.0;
+    p.unisonSpread = 1.0;
+    p.unisonDetune = 100.0;
+    Stereo seven = renderFrames(gen, p, 1000.0, 48000);
+    EXPECT_NEAR(amplitudeAt(seven.left, 1000.0, kSr), 1.0 / std::sqrt(7.0), 5e-3);
+    EXPECT_NEAR(amplitudeAt(seven.right, 1000.0, kSr), 1.0 / std::sqrt(7.0), 5e-3);
+    EXPECT_LT(amplitudeAt(seven.left, 1000.0 * std::exp2(100.0 / 1200.0), kSr), 5e-3) << "outer copy hard right";
+    EXPECT_LT(amplitudeAt(seven.right, 1000.0 * std::exp2(-100.0 / 1200.0), kSr), 5e-3) << "outer copy hard left";
+
+    // One copy: detune and spread have no effect.
+    p.unison = 1.0;
+    Stereo one = renderFrames(gen, p, 1000.0, 4800);
+    EXPECT_EQ(one.left, one.right);
+    EXPECT_NEAR(amplitudeAt(one.left, 1000.0, kSr), 1.0, 1e-5);
+}
+
+TEST(AnalogGen, ClampsSilenceAndNoise) {
+    AnalogGen gen;
+    gen.start();
+
+    AnalogParams pulse = single(OscWave::pulse);
+    auto widthOf = [&](double w) {
+        pulse.osc1.pulseWidth = w;
+        return renderFrames(gen, pulse, 300.0, 512).left;
+    };
+    EXPECT_EQ(widthOf(0.0), widthOf(0.03));
+    EXPECT_EQ(widthOf(1.0), widthOf(0.97));
+    pulse.osc1.pulseWidth = 0.5;
+    ModValues wider;
+    wider.pulseWidth = 1.0; // 0.5 + 0.45
+    Stereo modulated = renderFrames(gen, pulse, 300.0, 48000, wider);
+    double mean = 0.0;
+    for (double x : modulated.left) mean += x / 48000.0;
+    EXPECT_NEAR(mean, 2.0 * 0.95 - 1.0, 2e-3) << "a pulse's mean is 2w - 1";
+
+    AnalogParams square = single(OscWave::square);
+    square.osc1.pulseWidth = 0.2;
+    Stereo sq1 = renderFrames(gen, square, 300.0, 512);
+    square.osc1.pulseWidth = 0.8;
+    EXPECT_EQ(sq1.left, renderFrames(gen, square, 300.0, 512).left) << "square ignores the width";
+
+    // 40 kHz and 30 kHz both stick at 0.49 cycles per sample.
+    AnalogParams saw = single(OscWave::saw);
+    EXPECT_EQ(renderFrames(gen, saw, 40000.0, 64).left, renderFrames(gen, saw, 30000.0, 64).left);
+
+    // Nothing audible: exact silence, and the phases stand still.
+    AnalogParams quiet = single(OscWave::saw);
+    quiet.osc1.level = 0.0;
+    AnalogGen still = gen;
+    float l[32], r[32];
+    still.render(32, 440.0, {}, quiet, kSr, l, r);
+    for (int i = 0; i < 32; ++i) ASSERT_TRUE(l[i] == 0.0f && r[i] == 0.0f);
+    EXPECT_EQ(still.ph1, gen.ph1);
+    EXPECT_EQ(still.ph2, gen.ph2);
+
+    // Noise level is noiseLevel + m.noise, clamped to 1 and silent at 0.0001 or less.
+    quiet.noiseLevel = 0.5;
+    ModValues less;
+    less.noise = -0.6;
+    Stereo none = renderFrames(gen, quiet, 440.0, 64, less);
+    for (double x : none.left) ASSERT_EQ(x, 0.0);
+
+    // The order of the noise stream: the noise wave of oscillator 1 first for the whole block,
+    // then the left and right noise frame by frame, each at full level after the clamp.
+    AnalogParams noisy = single(OscWave::noise);
+    noisy.noiseLevel = 0.5;
+    ModValues more;
+    more.noise = 0.8;
+    AnalogGen seeded = gen;
+    seeded.rng = Rand::seeded(11);
+    seeded.render(32, 440.0, more, noisy, kSr, l, r);
+    Rand expected = Rand::seeded(11);
+    float wave[32];
+    for (float& w : wave) w = static_cast<float>(expected.bipolar());
+    for (int i = 0; i < 32; ++i) {
+        float nl = static_cast<float>(expected.bipolar());
+        float nr = static_cast<float>(expected.bipolar());
+        ASSERT_EQ(l[i], (0.0f + wave[i]) + nl) << i;
+        ASSERT_EQ(r[i], (0.0f + wave[i]) + nr) << i;
+    }
+}
+
+TEST(AnalogGen, SubOscillatorIsASquareAnOctaveBelowOscillatorOne) {
+    AnalogGen gen;
+    gen.start();
+    AnalogParams p = single(OscWave::saw);
+    p.osc1.level = 0.0;
+    p.osc1.octave = 1.0;
+    p.osc1.detune = 50.0; // left out of the sub
+    p.subLevel = 0.5;
+    Stereo sub = renderFrames(gen, p, 500.0, 48000);
+    // Oscillator 1 sits at 1000 Hz, the sub at 500: a square's fundamental is 4/pi, no even harmonics.
+    EXPECT_NEAR(amplitudeAt(sub.left, 500.0, kSr), 0.5 * 4.0 / std::numbers::pi, 5e-3);
+    EXPECT_NEAR(amplitudeAt(sub.left, 1500.0, kSr), 0.5 * 4.0 / (3.0 * std::numbers::pi), 5e-3);
+    EXPECT_LT(amplitudeAt(sub.left, 1000.0, kSr), 1e-3);
+    EXPECT_EQ(sub.left, sub.right) << "no pan on the sub";
+}
