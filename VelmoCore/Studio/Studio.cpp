@@ -3,12 +3,17 @@
 namespace velmo {
 
 Studio::Studio(Project project, Clock clock) : project_(std::move(project)), clock_(std::move(clock)) {
-    if (!project_.tracks.empty()) {
-        const Track& first = project_.tracks.front();
-        selectedTrackID_ = first.id;
-        if (!first.clips.empty()) selectedClipID_ = first.clips.front().id;
-    }
+    selectTopmost();
     sync();
+}
+
+void Studio::selectTopmost() {
+    selectedTrackID_.reset();
+    selectedClipID_.reset();
+    if (project_.tracks.empty()) return;
+    const Track& first = project_.tracks.front();
+    selectedTrackID_ = first.id;
+    if (!first.clips.empty()) selectedClipID_ = first.clips.front().id;
 }
 
 void Studio::commit(Project working, std::optional<std::string> coalesce) {

@@ -7,8 +7,11 @@
 #pragma once
 
 #include "Studio/ActivityEntry.h"
+#include "Studio/Precondition.h"
 #include "Studio/StudioError.h"
 #include "model/Project.h"
+
+#include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <cstddef>
@@ -71,12 +74,108 @@ public:
     // Appends a row to the activity log, keeping the newest 500.
     void log(std::string tool, std::string detail, bool ok);
 
+    // ---- Resolvers: what an agent typed, as a JSON value (null pointer: nothing given), becomes
+    // an index, or a StudioError whose message lists the valid choices.
+
+    // By id, then by lower-cased name, then by decimal index; a JSON number is an index.
+    std::size_t trackIndex(const nlohmann::json* ref) const;
+    // On a track's chain, or the master chain when `track` is nothing: by index, by id, then by kind.
+    std::size_t effectIndex(std::optional<std::size_t> track, const nlohmann::json* ref) const;
+    ClipLocation clipLocation(const nlohmann::json* ref) const;
+    const Clip* clip(std::string_view id) const;
+
+    // ---- Named edits. Each is one undo step and keeps the invariants: clips sorted by start,
+    // notes by (start, pitch), no clip before 0 or shorter than a quarter beat. Operations taking
+    // an index require a valid one (a resolver's result).
+
+    // A new track from a preset, an engine's first preset, or the default patch; selected and
+    // returned by id. Throws StudioError for an unknown preset.
+    std::string addTrack(std::optional<std::string> name, std::optional<EngineKind> engine,
+                         std::optional<std::string> preset);
+    template <class Body>
+    void updateTrack(std::size_t index, std::optional<std::string> coalesce, Body&& body) {
+        VELMO_PRECONDITION(index < project_.tracks.size(), "updateTrack");
+        mutate(std::move(coalesce), [&](Project& p) { body(p.tracks.mut(index)); });
+    }
+    void moveTrack(std::size_t from, std::size_t to);
+    void removeTrack(std::size_t index);
+    void unmuteAll();
+    void setMIDIOut(std::size_t index, std::optional<MIDIRoute> route);
+    std::string duplicateTrack(std::size_t index);
+    // Preset first (replacing the whole patch), then the engine alone, then parameter paths
+    // (a JSON object of dotted path to value). Throws StudioError for an unknown preset and
+    // ParamError for a bad path or value; nothing changes then.
+    void setSynth(std::size_t index, std::optional<EngineKind> engine, std::optional<std::string> preset,
+                  const nlohmann::json& params, std::optional<std::string> coalesce = std::nullopt);
+
+    // A new slot of `kind` with its defaults merged with `params` (a JSON object of name to value),
+    // inserted at `position` clamped to the chain, or at the end. Returns its id. Throws
+    // ParamError for an unknown parameter or a value that is no number.
+    std::string addEffect(std::optional<std::size_t> track, EffectKind kind, const nlohmann::json& params,
+                          std::optional<long long> position);
+    void updateEffect(std::optional<std::size_t> track, std::size_t index, const nlohmann::json& params,
+                      std::optional<bool> enabled, std::optional<std::string> coalesce = std::nullopt);
+    void removeEffect(std::optional<std::size_t> track, std::size_t index);
+    // Swaps the slot with its neighbour `by` places away; nothing (and no undo step) past the ends.
+    void moveEffect(std::optional<std::size_t> track, std::size_t index, int by);
+
+    // `start` defaults to the end of the track's last clip, `length` to four bars.
+    std::string addClip(std::size_t track, std::optional<double> start, std::optional<double> length,
+                        std::optional<std::string> name, std::vector<Note> notes);
+    template <class Body>
+    void updateClip(std::string_view id, std::optional<std::string> coalesce, Body&& body) {
+        const ClipLocation at = clipLocationOf(id);
+        mutate(std::move(coalesce), [&](Project& p) {
+            Track& track = p.tracks.mut(at.track);
+            body(track.clips.mut(at.clip));
+            normaliseClip(track.clips.mut(at.clip));
+            sortClips(track);
+        });
+    }
+    void moveClip(std::string_view id, double start, std::optional<std::size_t> toTrack,
+                  std::optional<std::string> coalesce = std::nullopt);
+    std::string duplicateClip(std::string_view id, std::optional<double> start, std::optional<std::size_t> toTrack);
+    void removeClip(std::string_view id);
+    // `body(notes, clipLength)` edits the clip's notes in place; they are sorted afterwards. The
+    // clip's length is left alone.
+    template <class Body>
+    void editNotes(std::string_view id, std::optional<std::string> coalesce, Body&& body) {
+        const ClipLocation at = clipLocationOf(id);
+        mutate(std::move(coalesce), [&](Project& p) {
+            Clip& clip = p.tracks.mut(at.track).clips.mut(at.clip);
+            body(clip.notes, clip.length);
+            sortNotes(clip.notes);
+        });
+    }
+    // Each part only if given; the end stays at least a quarter beat past the start.
+    void setLoop(std::optional<bool> enabled, std::optional<double> start, std::optional<double> end);
+
+    static void sortNotes(CowVector<Note>& notes);
+
+    // ---- Files. The Studio has no default locations: callers choose them.
+
+    // Writes the project file atomically (a temporary file beside it, then a rename), so a failed
+    // save leaves any earlier file intact. A project still called "Untitled" or "Demo" then takes
+    // the file's name, as an undo step of its own.
+    void save(const std::filesystem::path& to);
+    // Reads and decodes the file; on any failure the Studio is untouched. Clears undo and redo.
+    void open(const std::filesystem::path& url);
+    // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
+    void newProject(std::string name, double tempo);
+
 private:
     // Steps 3 to 11 of an edit, after its body ran on `working`.
     void commit(Project working, std::optional<std::string> coalesce);
     void step(std::deque<Project>& from, std::deque<Project>& to);
     void validateSelection();
     void sync();
+
+    // Selects the first track and the first clip of that track, each nothing if absent.
+    void selectTopmost();
+    ClipLocation clipLocationOf(std::string_view id) const;
+    CowVector<EffectSlot>& chain(Project& p, std::optional<std::size_t> track) const;
+    static void normaliseClip(Clip& clip);
+    static void sortClips(Track& track);
 
     struct CoalesceMark {
         std::string key;

@@ -144,6 +144,10 @@ EffectParams merge(EffectKind kind, const EffectParams& base, const nlohmann::js
     return merged;
 }
 
+EffectParams merge(EffectKind kind, const EffectParams& base, const EffectParams& changes) {
+    return merge(kind, base, nlohmann::json(changes));
+}
+
 std::string_view summary(EffectKind kind) {
     switch (kind) {
     case EffectKind::drive: return "Tube-style tanh saturation with tone control";

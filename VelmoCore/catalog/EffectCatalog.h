@@ -48,6 +48,8 @@ EffectParams defaults(EffectKind kind);
 // the key for a value that is no number; nothing is returned half-applied. Keys of `base` that
 // the table lacks are kept. `bits` and `mode` are not rounded: the processors take fractions.
 EffectParams merge(EffectKind kind, const EffectParams& base, const nlohmann::json& changes);
+// The same for changes that are already numbers, as a knob's gesture gives them.
+EffectParams merge(EffectKind kind, const EffectParams& base, const EffectParams& changes);
 
 // One line on what the effect does, for menus and the agent's reference.
 std::string_view summary(EffectKind kind);

@@ -32,7 +32,7 @@ public:
 
     // Appends one packet. False, and the list unchanged, if the packet does not fit.
     bool add(std::uint64_t timeStamp, std::span<const std::uint32_t> words) noexcept {
-        if (words.size() > storage_.size() - used_ - packetHeaderWords) return false;
+        if (used_ + packetHeaderWords + words.size() > storage_.size()) return false;
         storage_[used_++] = std::uint32_t(timeStamp);
         storage_[used_++] = std::uint32_t(timeStamp >> 32);
         storage_[used_++] = std::uint32_t(words.size());

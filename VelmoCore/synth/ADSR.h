@@ -73,6 +73,28 @@ struct ADSR {
         }
         return 0.0;
     }
+
+    // n ticks into out. Sustain, the stage most blocks are in, is the same ticks without the
+    // per-sample switch.
+    void tickInto(double* out, int n) {
+        if (stage == Stage::sustain && n > 0) {
+            value = sus;
+            std::fill_n(out, n, sus);
+            return;
+        }
+        for (int i = 0; i < n; ++i) out[i] = tick();
+    }
+
+    // n ticks; the level of the last one, or 0 when n is 0.
+    double tickTimes(int n) {
+        if (stage == Stage::sustain && n > 0) {
+            value = sus;
+            return sus;
+        }
+        double last = 0.0;
+        for (int i = 0; i < n; ++i) last = tick();
+        return last;
+    }
 };
 
 } // namespace velmo

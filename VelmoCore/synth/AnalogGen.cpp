@@ -18,52 +18,79 @@ inline double step(double p, double w, double d) {
 }
 
 struct CopyRun {
-    double d;      // phase increment, cycles per sample
-    double width;  // pulse width
+    double d;     // phase increment, cycles per sample
     float gainL;
     float gainR;
 };
 
-// One unison copy over the block with the wave fixed at compile time, so the frame loop holds
-// no switch. Adds into the outputs and returns the advanced phase.
 template <OscWave W>
-double runCopy(double phase, const CopyRun& run, int n, float* outL, float* outR, Rand& rng, const float* sine) {
-    const double d = run.d;
-    for (int i = 0; i < n; ++i) {
-        double s;
-        if constexpr (W == OscWave::sine) {
-            s = SineTable::lookup(sine, phase);
-        } else if constexpr (W == OscWave::triangle) {
-            s = 1.0 - 4.0 * std::fabs(phase - 0.5); // not band-limited: its corners alias little
-        } else if constexpr (W == OscWave::saw) {
-            s = (2.0 * phase - 1.0) - polyBLEP(phase, d);
-        } else if constexpr (W == OscWave::square) {
-            s = step(phase, 0.5, d);
-        } else if constexpr (W == OscWave::pulse) {
-            s = step(phase, run.width, d);
-        } else {
-            s = rng.bipolar(); // a fresh draw per frame per copy
-        }
-        float sf = static_cast<float>(s);
-        outL[i] += run.gainL * sf;
-        outR[i] += run.gainR * sf;
-        phase = phase + d;
-        if (phase >= 1.0) phase -= 1.0;
+inline double waveAt(double phase, double d, double width, const float* sine) {
+    if constexpr (W == OscWave::sine) {
+        return SineTable::lookup(sine, phase);
+    } else if constexpr (W == OscWave::triangle) {
+        return 1.0 - 4.0 * std::fabs(phase - 0.5); // not band-limited: its corners alias little
+    } else if constexpr (W == OscWave::saw) {
+        return (2.0 * phase - 1.0) - polyBLEP(phase, d);
+    } else if constexpr (W == OscWave::square) {
+        return step(phase, 0.5, d);
+    } else {
+        static_assert(W == OscWave::pulse);
+        return step(phase, width, d);
     }
-    return phase;
 }
 
-double runCopy(OscWave wave, double phase, const CopyRun& run, int n, float* outL, float* outR, Rand& rng,
-               const float* sine) {
-    switch (wave) {
-    case OscWave::sine: return runCopy<OscWave::sine>(phase, run, n, outL, outR, rng, sine);
-    case OscWave::triangle: return runCopy<OscWave::triangle>(phase, run, n, outL, outR, rng, sine);
-    case OscWave::saw: return runCopy<OscWave::saw>(phase, run, n, outL, outR, rng, sine);
-    case OscWave::square: return runCopy<OscWave::square>(phase, run, n, outL, outR, rng, sine);
-    case OscWave::pulse: return runCopy<OscWave::pulse>(phase, run, n, outL, outR, rng, sine);
-    case OscWave::noise: return runCopy<OscWave::noise>(phase, run, n, outL, outR, rng, sine);
+// All copies of one oscillator over the block, frame by frame, with the wave fixed at compile
+// time. Each frame adds the copies in stack order, so the float sums are those of rendering one
+// copy after the other, while the copies' independent phase chains overlap in the processor.
+template <OscWave W>
+void runStack(double* phases, const CopyRun* runs, int count, double width, int n, float* outL, float* outR,
+              const float* sine) {
+    double ph[AnalogGen::kMaxUnison];
+    std::copy_n(phases, count, ph);
+    for (int i = 0; i < n; ++i) {
+        float l = outL[i];
+        float r = outR[i];
+        for (int v = 0; v < count; ++v) {
+            const double d = runs[v].d;
+            float sf = static_cast<float>(waveAt<W>(ph[v], d, width, sine));
+            l += runs[v].gainL * sf;
+            r += runs[v].gainR * sf;
+            double next = ph[v] + d;
+            if (next >= 1.0) next -= 1.0;
+            ph[v] = next;
+        }
+        outL[i] = l;
+        outR[i] = r;
     }
-    return phase;
+    std::copy_n(ph, count, phases);
+}
+
+// The noise wave draws from the one generator, so its copies run one after the other to keep
+// the stream's order: all frames of copy 0, then of copy 1. The phases still advance.
+void runNoiseStack(double* phases, const CopyRun* runs, int count, int n, float* outL, float* outR, Rand& rng) {
+    for (int v = 0; v < count; ++v) {
+        double phase = phases[v];
+        for (int i = 0; i < n; ++i) {
+            float sf = static_cast<float>(rng.bipolar()); // a fresh draw per frame per copy
+            outL[i] += runs[v].gainL * sf;
+            outR[i] += runs[v].gainR * sf;
+            phase = phase + runs[v].d;
+            if (phase >= 1.0) phase -= 1.0;
+        }
+        phases[v] = phase;
+    }
+}
+
+void runOscillator(OscWave wave, double* phases, const CopyRun* runs, int count, double width, int n, float* outL,
+                   float* outR, Rand& rng, const float* sine) {
+    switch (wave) {
+    case OscWave::sine: runStack<OscWave::sine>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::triangle: runStack<OscWave::triangle>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::saw: runStack<OscWave::saw>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::square: runStack<OscWave::square>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::pulse: runStack<OscWave::pulse>(phases, runs, count, width, n, outL, outR, sine); break;
+    case OscWave::noise: runNoiseStack(phases, runs, count, n, outL, outR, rng); break;
+    }
 }
 
 } // namespace
@@ -90,9 +117,9 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
         if (osc.level <= kSilent) return; // skipped whole: its phases stand still
         double semis = osc.semitone + extraSemis;
         double ratio = std::exp2(osc.octave + semis / 12.0 + osc.detune / 1200.0);
-        CopyRun run{};
-        run.width = std::clamp(osc.pulseWidth + m.pulseWidth * 0.45, 0.03, 0.97);
-        double oscFreq = freq * ratio;
+        const double width = std::clamp(osc.pulseWidth + m.pulseWidth * 0.45, 0.03, 0.97);
+        const double oscFreq = freq * ratio;
+        CopyRun runs[kMaxUnison];
         for (int v = 0; v < count; ++v) {
             double detune = 1.0, left = 1.0, right = 1.0;
             if (count > 1) {
@@ -104,11 +131,11 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
                 left = std::min(1.0 - pan, 1.0);
                 right = 1.0 + pan < 1.0 ? 1.0 + pan : 1.0;
             }
-            run.d = std::min(oscFreq * detune / sr, kMaxIncrement);
-            run.gainL = static_cast<float>(osc.level * (norm * left));
-            run.gainR = static_cast<float>(osc.level * (norm * right));
-            phases[v] = runCopy(osc.wave, phases[v], run, n, outL, outR, rng, sine);
+            runs[v].d = std::min(oscFreq * detune / sr, kMaxIncrement);
+            runs[v].gainL = static_cast<float>(osc.level * (norm * left));
+            runs[v].gainR = static_cast<float>(osc.level * (norm * right));
         }
+        runOscillator(osc.wave, phases.data(), runs, count, width, n, outL, outR, rng, sine);
     };
     // Order matters for the noise stream: oscillator 1's draws of the block, then oscillator 2's.
     oscillator(p.osc1, ph1, 0.0);

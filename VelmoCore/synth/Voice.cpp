@@ -1,7 +1,8 @@
 #include "synth/Voice.h"
 
 #include <algorithm>
-#include <cassert>
+#include <cstdio>
+#include <cstdlib>
 #include <cmath>
 
 namespace velmo {
@@ -20,27 +21,31 @@ double lfoRate(const LFOParams& p, double tempo, double rateMod) {
     return base * std::exp2(rateMod * 4.0);
 }
 
-// The drive and filter over one channel of a block, with type and drive fixed for the loop.
+// The drive and filter over a block, type and drive fixed for the loop. Per frame the left
+// channel goes first, then the right; the two state chains are independent, so running them in
+// one loop lets the processor overlap them.
 template <FilterType T, bool Drive>
-void filterChannel(FilterState& state, float* buf, int n, const FilterCoefs& c, double pre, double comp) {
+void filterFrames(FilterState& left, FilterState& right, float* bufL, float* bufR, int n, const FilterCoefs& c,
+                  double pre, double comp) {
     for (int i = 0; i < n; ++i) {
-        double x = buf[i];
-        if constexpr (Drive) x = comp * std::tanh(pre * x);
-        buf[i] = static_cast<float>(state.processAs<T>(x, c));
+        double xl = bufL[i];
+        double xr = bufR[i];
+        if constexpr (Drive) {
+            xl = comp * std::tanh(pre * xl);
+            xr = comp * std::tanh(pre * xr);
+        }
+        bufL[i] = static_cast<float>(left.processAs<T>(xl, c));
+        bufR[i] = static_cast<float>(right.processAs<T>(xr, c));
     }
 }
 
 template <FilterType T>
 void filterStereo(FilterState& left, FilterState& right, float* bufL, float* bufR, int n, const FilterCoefs& c,
                   bool drive, double pre, double comp) {
-    // The two channels have separate states, so running all of left before right is the same sound.
-    if (drive) {
-        filterChannel<T, true>(left, bufL, n, c, pre, comp);
-        filterChannel<T, true>(right, bufR, n, c, pre, comp);
-    } else {
-        filterChannel<T, false>(left, bufL, n, c, pre, comp);
-        filterChannel<T, false>(right, bufR, n, c, pre, comp);
-    }
+    if (drive)
+        filterFrames<T, true>(left, right, bufL, bufR, n, c, pre, comp);
+    else
+        filterFrames<T, false>(left, right, bufL, bufR, n, c, pre, comp);
 }
 
 } // namespace
@@ -94,6 +99,8 @@ void Voice::release(EngineKind engine) {
     if (engine == EngineKind::drums) return; // a hit has no release: it plays to its end
     ampEnv.startRelease();
     modEnv.startRelease();
+    // The FM generator's operator envelopes are released here as well, whatever the engine,
+    // once that generator is part of the voice.
 }
 
 void Voice::hardStop() {
@@ -167,7 +174,11 @@ void Voice::filter(const FilterParams& f, const ModValues& m, double modEnvValue
 
 void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR) {
     if (!active) return;
-    assert(n >= 0 && n <= kMaxBlock && "Voice::render: block above 32 frames");
+    if (n < 0 || n > kMaxBlock) {
+        // A caller's fault, never an input's: the engine cuts every call into blocks of at most 32.
+        std::fprintf(stderr, "Voice::render: block of %d frames, at most %d allowed\n", n, kMaxBlock);
+        std::abort();
+    }
     const double sr = ctx.sampleRate;
     const EngineKind engine = patch.engine;
 
@@ -184,14 +195,13 @@ void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, flo
 
     // The modulation envelope runs at sample rate and is read at block rate.
     modEnv.configure(patch.modEnv, sr);
-    double modEnvValue = 0.0;
-    for (int i = 0; i < n; ++i) modEnvValue = modEnv.tick();
+    const double modEnvValue = modEnv.tickTimes(n);
 
     if (engine == EngineKind::drums) {
         std::fill_n(ampBuf.begin(), n, 1.0); // a drum shapes its own decay; ampEnv stands still
     } else {
         ampEnv.configure(patch.ampEnv, sr);
-        for (int i = 0; i < n; ++i) ampBuf[i] = ampEnv.tick();
+        ampEnv.tickInto(ampBuf.data(), n);
     }
 
     const ModValues m = modulation(patch, lfo1Value, lfo2Value, modEnvValue);

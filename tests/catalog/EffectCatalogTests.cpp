@@ -96,6 +96,9 @@ TEST(EffectCatalog, MergeClampsAndKeepsWhatItDoesNotTouch) {
     EXPECT_EQ(texts, (EffectParams{{"low", -6.5}, {"mid", 2}, {"midFreq", 8000}, {"high", 1}}));
     EXPECT_EQ(EffectCatalog::merge(EffectKind::compressor, {}, json{{"ratio", false}}).at("ratio"), 1.0);
     EXPECT_EQ(EffectCatalog::merge(EffectKind::drive, {}, json{{"level", 1e300}}).at("level"), 12.0);
+    EXPECT_EQ(EffectCatalog::merge(EffectKind::drive, {{"mix", 0.5}}, EffectParams{{"level", -30}}),
+              (EffectParams{{"mix", 0.5}, {"level", -24}}));
+    EXPECT_THROW(EffectCatalog::merge(EffectKind::drive, {}, EffectParams{{"gain", 1}}), ParamError);
 }
 
 TEST(EffectCatalog, MergeFailuresNameTheChoices) {

@@ -105,6 +105,30 @@ TEST(ADSR, EdgeSustainLevelsAndRetrigger) {
     EXPECT_NEAR(full.tick(), present + full.aInc, 1e-15) << "a retrigger rises from the present value";
 }
 
+TEST(ADSR, BlockTicksEqualSampleTicks) {
+    ADSR bySample = configured(0.002, 0.01, 0.6, 0.02), byBlock = bySample, lastOnly = bySample;
+    bySample.trigger();
+    byBlock.trigger();
+    lastOnly.trigger();
+    double block[32];
+    for (int b = 0; b < 200; ++b) {
+        if (b == 120) {
+            bySample.startRelease();
+            byBlock.startRelease();
+            lastOnly.startRelease();
+        }
+        int n = b % 3 == 0 ? 0 : 32 - b % 5;
+        byBlock.tickInto(block, n);
+        double last = lastOnly.tickTimes(n);
+        for (int i = 0; i < n; ++i) ASSERT_EQ(block[i], bySample.tick()) << "block " << b << " frame " << i;
+        ASSERT_EQ(last, n == 0 ? 0.0 : block[n - 1]) << "block " << b;
+        ASSERT_EQ(byBlock.value, bySample.value);
+        ASSERT_EQ(lastOnly.value, bySample.value);
+        ASSERT_EQ(byBlock.stage, bySample.stage);
+    }
+    EXPECT_EQ(bySample.stage, Stage::idle);
+}
+
 TEST(LFO, ShapesAtBlockBoundaries) {
     // 375 Hz over 32 frames at 48 kHz is a quarter cycle per block.
     auto run = [](LFOShape shape) {

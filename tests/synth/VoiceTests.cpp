@@ -190,13 +190,31 @@ TEST(Voice, FilterFollowsKeyVelocityAndModEnvelope) {
     }
 }
 
-TEST(Voice, VelocitySensitivityAndLevel) {
+TEST(Voice, VelocityLevelAndUnisonSpread) {
     SynthPatch patch = sinePatch();
     patch.voice.level = 0.5;
     patch.voice.velocitySens = 1.0;
     EXPECT_NEAR(steadyAmplitude(patch, 69, 440.0, 0.25), 0.125, 2e-3);
     patch.voice.velocitySens = 0.0;
     EXPECT_NEAR(steadyAmplitude(patch, 69, 440.0, 0.25), 0.5, 2e-3);
+
+    // A spread stack is wide: the two sides differ; a single copy is centred and identical.
+    SynthPatch saw;
+    auto sides = [&](double unison) {
+        saw.analog.unison = unison;
+        Voice v;
+        v.start(48, 1.0, 1, 1, saw, kSr);
+        return play(v, saw, 4800);
+    };
+    Stereo mono = sides(1.0);
+    EXPECT_EQ(mono.left, mono.right);
+    Stereo wide = sides(7.0);
+    double difference = 0.0, level = 0.0;
+    for (size_t i = 0; i < wide.left.size(); ++i) {
+        difference += std::fabs(wide.left[i] - wide.right[i]);
+        level += std::fabs(wide.left[i]);
+    }
+    EXPECT_GT(difference, 0.3 * level) << "seven copies spread 0.7";
 }
 
 TEST(Voice, EachModulationDestinationActs) {

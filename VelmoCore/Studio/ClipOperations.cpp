@@ -1,0 +1,94 @@
+#include "Studio/Studio.h"
+
+#include <algorithm>
+
+namespace velmo {
+
+namespace {
+constexpr double kQuarterBeat = 0.25;  // beats
+}
+
+void Studio::normaliseClip(Clip& clip) {
+    clip.start = std::max(clip.start, 0.0);
+    clip.length = std::max(clip.length, kQuarterBeat);
+}
+
+void Studio::sortClips(Track& track) {
+    track.clips.stableSort([](const Clip& a, const Clip& b) { return a.start < b.start; });
+}
+
+void Studio::sortNotes(CowVector<Note>& notes) {
+    notes.stableSort([](const Note& a, const Note& b) { return a.start < b.start || (a.start == b.start && a.pitch < b.pitch); });
+}
+
+std::string Studio::addClip(std::size_t track, std::optional<double> start, std::optional<double> length,
+                            std::optional<std::string> name, std::vector<Note> notes) {
+    VELMO_PRECONDITION(track < project_.tracks.size(), "addClip");
+    std::string id = mutate([&](Project& p) {
+        Track& t = p.tracks.mut(track);
+        Clip clip;
+        if (start) {
+            clip.start = *start;
+        } else {
+            for (const auto& existing : t.clips) clip.start = std::max(clip.start, existing.end());
+        }
+        clip.length = length.value_or(p.beatsPerBar * 4.0);
+        normaliseClip(clip);
+        clip.id = p.makeId("c");
+        clip.name = name.value_or("Clip " + std::to_string(t.clips.size() + 1));
+        clip.notes = CowVector<Note>(std::move(notes));
+        std::string newId = clip.id;
+        t.clips.push_back(std::move(clip));
+        sortClips(t);
+        return newId;
+    });
+    selectedClipID_ = id;
+    selectedTrackID_ = project_.tracks[track].id;
+    return id;
+}
+
+void Studio::moveClip(std::string_view id, double start, std::optional<std::size_t> toTrack,
+                      std::optional<std::string> coalesce) {
+    const ClipLocation at = clipLocationOf(id);
+    VELMO_PRECONDITION(!toTrack || *toTrack < project_.tracks.size(), "moveClip");
+    mutate(std::move(coalesce), [&](Project& p) {
+        Clip clip = p.tracks[at.track].clips[at.clip];
+        p.tracks.mut(at.track).clips.erase(at.clip);
+        clip.start = std::max(start, 0.0);
+        Track& target = p.tracks.mut(toTrack.value_or(at.track));
+        target.clips.push_back(std::move(clip));
+        sortClips(target);
+    });
+}
+
+std::string Studio::duplicateClip(std::string_view id, std::optional<double> start, std::optional<std::size_t> toTrack) {
+    const ClipLocation at = clipLocationOf(id);
+    VELMO_PRECONDITION(!toTrack || *toTrack < project_.tracks.size(), "duplicateClip");
+    std::string newId = mutate([&](Project& p) {
+        Clip copy = p.tracks[at.track].clips[at.clip];
+        copy.id = p.makeId("c");
+        copy.start = start.value_or(copy.end());
+        std::string made = copy.id;
+        Track& target = p.tracks.mut(toTrack.value_or(at.track));
+        target.clips.push_back(std::move(copy));
+        sortClips(target);
+        return made;
+    });
+    selectedClipID_ = newId;
+    return newId;
+}
+
+void Studio::removeClip(std::string_view id) {
+    const ClipLocation at = clipLocationOf(id);
+    mutate([&](Project& p) { p.tracks.mut(at.track).clips.erase(at.clip); });
+}
+
+void Studio::setLoop(std::optional<bool> enabled, std::optional<double> start, std::optional<double> end) {
+    mutate([&](Project& p) {
+        if (enabled) p.loopEnabled = *enabled;
+        if (start) p.loopStart = std::max(*start, 0.0);
+        if (end) p.loopEnd = std::max(*end, p.loopStart + kQuarterBeat);
+    });
+}
+
+} // namespace velmo
