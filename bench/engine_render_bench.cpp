@@ -42,7 +42,6 @@ SynthPatch heavyPatch() {
     p.analog.unison = 7;
     p.filter.type = FilterType::lowpass24;
     p.filter.resonance = 0.4;
-    p.filter.drive = 0.3;
     p.lfo1 = LFOParams(LFOShape::sine, 3);
     p.lfo2 = LFOParams(LFOShape::triangle, 0.4);
     p.mod[0] = {ModSource::lfo1, ModDestination::cutoff, 0.2};
