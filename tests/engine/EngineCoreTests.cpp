@@ -2,6 +2,7 @@
 // wraps, the transport stopping by itself, seek, panic, auditions, loads that keep processors,
 // status publication and the limiter.
 #include "EngineRig.h"
+#include "engine/ScopedFlushToZero.h"
 
 #include <gtest/gtest.h>
 
@@ -316,3 +317,31 @@ TEST(EngineCore, LimiterNeverLetsASampleAboveTheCeilingOut) {
 
 } // namespace
 } // namespace velmo
+
+#if defined(__SSE__) || defined(__x86_64__)
+#include <xmmintrin.h>
+
+namespace velmo {
+namespace {
+
+TEST(ScopedFlushToZero, FlushesDenormalsInsideAndRestoresTheModeAfter) {
+    const unsigned before = _mm_getcsr();
+    volatile float tiny = 1e-30f;
+    {
+        ScopedFlushToZero guard;
+        volatile float product = tiny * 1e-10f; // 1e-40 is a denormal
+        EXPECT_EQ(product, 0.0f) << "flush-to-zero is on inside the scope";
+    }
+    EXPECT_EQ(_mm_getcsr(), before);
+    volatile float product = tiny * 1e-10f;
+    EXPECT_NE(product, 0.0f) << "the previous mode is back after the scope";
+
+    // render runs under the guard and leaves the caller's mode alone.
+    velmo::testing::Rig rig;
+    rig.render(64);
+    EXPECT_EQ(_mm_getcsr(), before);
+}
+
+} // namespace
+} // namespace velmo
+#endif
