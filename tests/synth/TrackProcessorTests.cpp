@@ -85,6 +85,22 @@ TEST(TrackProcessor, PolyStealingOrderAndLimits) {
     }
 }
 
+TEST(TrackProcessor, DrumsIgnoreVoiceModeAndPolyphony) {
+    SynthPatch p;
+    p.engine = EngineKind::drums;
+    p.voice.mode = VoiceMode::legato;
+    p.voice.polyphony = 2;
+    Fixture f(p);
+    for (int i = 0; i < 16; ++i) f.tp.noteOn(36, 1, kCtx);
+    EXPECT_EQ(f.activeVoices(), 16) << "sixteen voices, whatever the patch says";
+    for (int i = 0; i < 16; ++i) EXPECT_FALSE(f.tp.voice(i).released) << "no same-pitch release on drums, voice " << i;
+    EXPECT_TRUE(f.tp.monoStack().empty());
+    auto order = f.tp.voice(0).startOrder;
+    f.tp.noteOn(38, 1, kCtx);
+    EXPECT_EQ(f.tp.voice(0).pitch, 38) << "the seventeenth hit takes the oldest voice";
+    EXPECT_GT(f.tp.voice(0).startOrder, order);
+}
+
 TEST(TrackProcessor, PolyRetriggerLeavesTheOldVoiceInRelease) {
     Fixture f(polyPatch(8));
     auto first = f.tp.noteOn(60, 1, kCtx);
