@@ -3,6 +3,8 @@
 // status publication and the limiter.
 #include "EngineRig.h"
 #include "engine/ScopedFlushToZero.h"
+#include "midi/MIDIHub.h"
+#include "midi/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -263,6 +265,35 @@ TEST(EngineCore, RenderNeverWaitsForTheControlSide) {
     rig.render(32);
     EXPECT_TRUE(rig.core.playing());
     EXPECT_TRUE(rig.core.status().playing);
+}
+
+TEST(EngineCore, MIDIIsStampedWithTheTimeItsBlockReachesTheSpeaker) {
+    auto platform = std::make_shared<MemoryMIDIPlatform>();
+    MIDIObjectRef synth = platform->addDestination("Synth");
+    auto hub = MIDIHub::create(platform, [](std::function<void()> f) { f(); });
+    ASSERT_TRUE(hub);
+    Project p = projectOf({trackOf("t1", {clipOf("c1", 0, 4, {{60, 0, 1, 1}, {62, 64 / kFramesPerBeat, 1, 1}})})});
+    p.tracks.mut(0).midiOut = MIDIRoute{"Synth", 1, false};
+    Rig rig;
+    rig.core.handle(EngineCommand::attachMIDI(std::make_shared<MIDISender>(hub->makeSender()), 0.01));
+    rig.core.handle(EngineCommand::load(CompiledProject(p, hub.get())));
+    rig.core.handle(EngineCommand::play());
+    std::vector<float> l(128), r(128);
+    const std::uint64_t host = 5'000'000'000;
+    rig.core.render(128, l.data(), r.data(), host);
+    auto sent = platform->sent();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0].endpoint, synth);
+    EXPECT_EQ(sent[0].timeStamp, host + 10'000'000) << "first block: the host time plus the output latency";
+    EXPECT_EQ(sent[1].timeStamp, host + static_cast<std::uint64_t>((64 / kRate + 0.01) * 1e9)) << "third block";
+
+    // Without a device the stamp is 0, "now".
+    rig.core.handle(EngineCommand::seek(0));
+    platform->clearSent();
+    rig.core.render(32, l.data(), r.data(), 0);
+    sent = platform->sent();
+    ASSERT_FALSE(sent.empty());
+    for (const auto& packet : sent) EXPECT_EQ(packet.timeStamp, 0u);
 }
 
 TEST(Limiter, ConstantOverloadComesOutAtTheCeilingAndReleasesWithItsTimeConstant) {
