@@ -11,6 +11,7 @@ packages=(
   libfftw3-dev         # the wavetable bank's inverse DFTs
   libgtest-dev libgmock-dev
   libbenchmark-dev
+  libsndfile1-dev      # tests read rendered WAV files back with an independent reader
 )
 
 missing=()

@@ -2,10 +2,16 @@
 
 namespace velmo {
 
-Studio::Studio(Project project, Clock clock) : project_(std::move(project)), clock_(std::move(clock)) {
+Studio::Studio(Project project, Clock clock)
+    : project_(std::move(project)),
+      clock_(std::move(clock)),
+      core_(std::make_unique<EngineCore>(headlessSampleRate)),
+      self_(std::make_shared<Studio*>(this)) {
     selectTopmost();
     sync();
 }
+
+Studio::~Studio() = default;
 
 void Studio::selectTopmost() {
     selectedTrackID_.reset();
@@ -60,6 +66,7 @@ void Studio::validateSelection() {
 void Studio::sync() {
     canUndo_ = !undoStack_.empty();
     canRedo_ = !redoStack_.empty();
+    postToEngine(EngineCommand::load(std::make_shared<const CompiledProject>(project_, midiHub_.get())));
 }
 
 void Studio::log(std::string tool, std::string detail, bool ok) {

@@ -7,8 +7,11 @@
 #pragma once
 
 #include "Studio/ActivityEntry.h"
+#include "Studio/LiveState.h"
 #include "Studio/Precondition.h"
 #include "Studio/StudioError.h"
+#include "engine/EngineCore.h"
+#include "midi/MIDIHub.h"
 #include "model/Project.h"
 
 #include <nlohmann/json.hpp>
@@ -18,6 +21,7 @@
 #include <deque>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -35,9 +39,18 @@ public:
     // strictly less than this.
     static constexpr std::chrono::milliseconds coalesceWindow{1500};
 
-    // Selects the first track and the first clip of that track. `clock` times coalescing; tests
-    // inject their own.
+    // Without an audio device the engine core runs at this rate, for headless use.
+    static constexpr double headlessSampleRate = 48000;
+
+    // Selects the first track and the first clip of that track, then compiles the project into
+    // an engine core of its own at 48 kHz. No device and no status timer: nothing renders that
+    // core, so what the Studio posts to it is applied at once (see `postToEngine`). `clock`
+    // times coalescing; tests inject their own.
     explicit Studio(Project project, Clock clock = &std::chrono::steady_clock::now);
+    ~Studio();
+    // Callbacks of the MIDI hub refer to this Studio: it stays where it was made.
+    Studio(const Studio&) = delete;
+    Studio& operator=(const Studio&) = delete;
 
     const Project& project() const { return project_; }
     const std::optional<std::string>& selectedTrackID() const { return selectedTrackID_; }
@@ -152,6 +165,40 @@ public:
 
     static void sortNotes(CowVector<Note>& notes);
 
+    // ---- Engine link: transport and live notes. None of these changes the project or is
+    // undoable; `live.isPlaying` and `live.beat` are set at once and corrected by the next poll.
+
+    const LiveState& live() const { return live_; }
+    EngineCore& core() { return *core_; }
+
+    // `track` is a track id. Posts the note and records the pitch in `live.heldPitches`; a
+    // note-off leaves the (possibly empty) set in place.
+    void noteOn(const std::string& track, int pitch, double velocity);
+    void noteOff(const std::string& track, int pitch);
+    // A note-off for every held pitch, then forgets them all.
+    void releaseLiveNotes();
+    void panic();
+    // Seeks first when `from` is given.
+    void play(std::optional<double> from = std::nullopt);
+    void stop(); // the playhead stays where it is
+    void togglePlay();
+    void seek(double beat);
+    // To the loop start when the loop is on, else to 0.
+    void returnToStart();
+    bool anyMutedOrSoloed() const;
+
+    // Copies the engine's status snapshot into `live`. The status timer calls it thirty times a
+    // second when a device plays.
+    void poll();
+
+    // Creates the MIDI hub on `platform` and attaches its writer to the engine, unless a hub is
+    // already there. `postToMain` runs a closure later on the main queue. Returns false, and the
+    // Studio lives on without MIDI, when the platform gives no client.
+    bool startMIDI(std::shared_ptr<MIDIPlatform> platform, MainQueuePost postToMain);
+    const MIDIHub* midiHub() const { return midiHub_.get(); }
+    const std::vector<MIDIDestination>& midiDestinations() const { return midiDestinations_; }
+    const std::vector<std::string>& midiInputs() const { return midiInputs_; }
+
     // ---- Files. The Studio has no default locations: callers choose them.
 
     // Writes the project file atomically (a temporary file beside it, then a rename), so a failed
@@ -172,7 +219,10 @@ private:
     void commit(Project working, std::optional<std::string> coalesce);
     void step(std::deque<Project>& from, std::deque<Project>& to);
     void validateSelection();
+    // The one road from the model to the audio thread: compiles the whole project and posts it.
     void sync();
+    void postToEngine(EngineCommand command);
+    void refreshMIDILists();
 
     // Selects the first track and the first clip of that track, each nothing if absent.
     void selectTopmost();
@@ -197,6 +247,14 @@ private:
     std::deque<Project> redoStack_;
     std::optional<CoalesceMark> lastCoalesce_;
     Clock clock_;
+
+    LiveState live_;
+    std::unique_ptr<EngineCore> core_;
+    std::shared_ptr<MIDIHub> midiHub_;
+    std::vector<MIDIDestination> midiDestinations_;
+    std::vector<std::string> midiInputs_;
+    // Callbacks hold this weakly, so one that arrives after the Studio is gone does nothing.
+    std::shared_ptr<Studio*> self_;
 };
 
 } // namespace velmo

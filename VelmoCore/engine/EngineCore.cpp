@@ -1,0 +1,301 @@
+#include "engine/EngineCore.h"
+
+#include "engine/ScopedFlushToZero.h"
+#include "midi/MIDISender.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+
+namespace velmo {
+
+namespace {
+
+// Analysis bands: a low-pass at 250 Hz, a band-pass at 1 kHz and a high-pass at 4 kHz.
+std::array<Biquad, 3> makeAnalysisBands(double sr) {
+    return {Biquad::lowpass(250, 0.7, sr), Biquad::bandpass(1000, 0.5, sr), Biquad::highpass(4000, 0.7, sr)};
+}
+
+} // namespace
+
+EngineCore::EngineCore(double sampleRate)
+    : sampleRate_(sampleRate),
+      limiter_(sampleRate),
+      anBands_(makeAnalysisBands(sampleRate)) {
+    auditions_.reserve(auditionCapacity);
+    commands_.reserve(64);
+    draining_.reserve(64);
+}
+
+EngineCore::~EngineCore() = default;
+
+void EngineCore::send(EngineCommand command) {
+    std::lock_guard lock(commandsLock_);
+    commands_.push_back(std::move(command));
+}
+
+EngineStatus EngineCore::status() const {
+    std::lock_guard lock(statusLock_);
+    return status_;
+}
+
+TrackProcessor* EngineCore::track(const std::string& id) const {
+    auto it = trackMap_.find(id);
+    return it == trackMap_.end() ? nullptr : it->second;
+}
+
+void EngineCore::setSenderTime(std::uint64_t hostTime, double offsetSeconds) {
+    if (hostTime == 0) {
+        midiSender_->setTime(0); // "now" to the writer
+        return;
+    }
+    midiSender_->setTime(hostTime + static_cast<std::uint64_t>((offsetSeconds + outputLatency_) * hostTicksPerSecond));
+}
+
+void EngineCore::render(int frames, float* left, float* right, std::uint64_t hostTime) {
+    ScopedFlushToZero denormalGuard;
+    if (midiSender_) setSenderTime(hostTime, 0);
+    drainCommands();
+
+    if (frames >= 1) {
+        const double sr = sampleRate_;
+        const RenderContext ctx = context();
+        const double beatsPerSample = tempo_ / 60.0 / sr;
+        for (int offset = 0; offset < frames;) {
+            const int n = std::min(blockFrames, frames - offset);
+            if (midiSender_ && hostTime != 0) setSenderTime(hostTime, offset / sr);
+            if (playing_) advanceSequencer(n, ctx, beatsPerSample);
+            processAuditions(n, ctx);
+            std::fill_n(busL_.begin(), n, 0.0f);
+            std::fill_n(busR_.begin(), n, 0.0f);
+            for (auto& t : tracks_) t->renderBlock(n, ctx, busL_.data(), busR_.data(), analyzing_);
+            masterFX_.process(busL_.data(), busR_.data(), n);
+
+            const float g = static_cast<float>(masterGain_);
+            float blockPeak = 0;
+            double lowestGain = 1;
+            for (int i = 0; i < n; ++i) {
+                const float l = busL_[i] * g;
+                const float r = busR_[i] * g;
+                if (analyzing_) {
+                    const double mono = (double(l) + double(r)) * 0.5;
+                    for (std::size_t k = 0; k < anBands_.size(); ++k) {
+                        const double y = anBands_[k].process(mono);
+                        anBandSq_[k] += y * y;
+                    }
+                    if (std::fabs(l) > 1.0f || std::fabs(r) > 1.0f) ++anClipped_;
+                }
+                const double gain = limiter_.next(l, r);
+                lowestGain = std::min(lowestGain, gain);
+                // The clamp is the last guard; nothing after it touches the signal.
+                const float outL = std::clamp(static_cast<float>(l * gain), -1.0f, 1.0f);
+                const float outR = std::clamp(static_cast<float>(r * gain), -1.0f, 1.0f);
+                left[offset + i] = outL;
+                right[offset + i] = outR;
+                const float framePeak = std::max(std::fabs(outL), std::fabs(outR));
+                blockPeak = std::max(blockPeak, framePeak);
+                scopeRing_[scopeW_] = (outL + outR) * 0.5f;
+                scopeW_ = (scopeW_ + 1) % scopeSize;
+                if (analyzing_) {
+                    anSumSq_ += (double(outL) * outL + double(outR) * outR) * 0.5;
+                    anPeak_ = std::max(anPeak_, double(framePeak));
+                }
+            }
+            if (analyzing_) {
+                // The deepest reduction of the block is that of its lowest gain: one log per block.
+                anMaxGR_ = std::max(anMaxGR_, lowestGain > 1e-9 ? -20.0 * std::log10(lowestGain) : 180.0);
+                anCount_ += n;
+            }
+            masterPeak_ = std::max(masterPeak_ * static_cast<float>(meterDecay), blockPeak);
+            offset += n;
+        }
+    }
+    publishStatus();
+}
+
+void EngineCore::drainCommands() {
+    {
+        std::unique_lock lock(commandsLock_, std::try_to_lock);
+        if (!lock.owns_lock()) return; // the commands wait for the next callback
+        // Swapping keeps both lists' capacity, so neither side allocates in the steady state.
+        draining_.swap(commands_);
+    }
+    for (EngineCommand& command : draining_) handle(std::move(command));
+    draining_.clear();
+}
+
+void EngineCore::publishStatus() {
+    std::unique_lock lock(statusLock_, std::try_to_lock);
+    if (!lock.owns_lock()) return;
+    status_.playing = playing_;
+    status_.beat = beat_;
+    status_.masterPeak = masterPeak_;
+    for (std::size_t i = 0; i < scopeSize; ++i) status_.scope[i] = scopeRing_[(scopeW_ + i) % scopeSize];
+    // A load between the last apply and now may have changed the list: then skip a round.
+    if (status_.trackPeaks.size() == tracks_.size())
+        for (std::size_t i = 0; i < tracks_.size(); ++i) status_.trackPeaks[i] = tracks_[i]->peak();
+}
+
+void EngineCore::advanceSequencer(int n, const RenderContext& ctx, double beatsPerSample) {
+    if (!project_) return;
+    const CompiledProject& p = *project_;
+    double end = beat_ + n * beatsPerSample;
+    if (p.loopEnabled && beat_ < p.loopEnd && p.loopEnd <= end) {
+        for (auto& t : tracks_) t->schedule(beat_, p.loopEnd, ctx);
+        for (auto& t : tracks_) t->endPendingNotes(); // all notes of the pass end at the wrap
+        end = end - p.loopEnd + p.loopStart;
+        for (auto& t : tracks_) {
+            t->seek(p.loopStart);
+            t->schedule(p.loopStart, end, ctx);
+        }
+    } else {
+        for (auto& t : tracks_) t->schedule(beat_, end, ctx);
+    }
+    beat_ = end;
+    // The transport stops by itself only once the last note has ended; a song shorter than one
+    // beat runs for one beat.
+    if (!p.loopEnabled && end > std::max(p.songEnd, 1.0) + 0.001) {
+        bool pending = std::any_of(tracks_.begin(), tracks_.end(), [](const auto& t) { return t->hasPendingOffs(); });
+        if (!pending) playing_ = false;
+    }
+}
+
+void EngineCore::processAuditions(int n, const RenderContext& ctx) {
+    for (std::size_t i = 0; i < auditions_.size();) {
+        AuditionEntry& a = auditions_[i];
+        if (a.tag == 0) {
+            if (a.startIn >= n) {
+                a.startIn -= n;
+                ++i;
+                continue;
+            }
+            TrackProcessor* t = track(a.track);
+            a.tag = t ? t->noteOn(a.pitch, a.velocity, ctx) : -1;
+            a.durSamples += a.startIn;
+        }
+        a.durSamples -= n;
+        if (a.durSamples > 0) {
+            ++i;
+            continue;
+        }
+        if (a.tag >= 1)
+            if (TrackProcessor* t = track(a.track)) t->noteOff(a.tag);
+        auditions_.erase(auditions_.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+}
+
+void EngineCore::seekTracks() {
+    for (auto& t : tracks_) {
+        t->endPendingNotes();
+        t->seek(beat_);
+    }
+}
+
+void EngineCore::handle(EngineCommand command) {
+    std::visit(
+        [this](auto& c) {
+            using C = std::decay_t<decltype(c)>;
+            if constexpr (std::is_same_v<C, EngineCommand::Load>) {
+                if (c.project) apply(std::move(c.project));
+            } else if constexpr (std::is_same_v<C, EngineCommand::Seek>) {
+                beat_ = std::max(c.beat, 0.0);
+                seekTracks(); // voices of live keys are left alone
+            } else if constexpr (std::is_same_v<C, EngineCommand::NoteOn>) {
+                if (TrackProcessor* t = track(c.track)) t->noteOn(c.pitch, c.velocity, context());
+            } else if constexpr (std::is_same_v<C, EngineCommand::NoteOff>) {
+                if (TrackProcessor* t = track(c.track)) t->noteOffPitch(c.pitch);
+            } else if constexpr (std::is_same_v<C, EngineCommand::Audition>) {
+                for (const auto& note : c.notes)
+                    auditions_.push_back({c.track, static_cast<std::int64_t>(sampleRate_ * note.offset), note.pitch,
+                                          note.velocity, static_cast<std::int64_t>(sampleRate_ * note.duration), 0});
+            } else if constexpr (std::is_same_v<C, EngineCommand::AttachMIDI>) {
+                midiSender_ = std::move(c.sender);
+                outputLatency_ = c.latency;
+                for (auto& t : tracks_) t->setMIDISender(midiSender_.get());
+            } else if constexpr (std::is_same_v<C, EngineCommand::Play>) {
+                if (playing_) return;
+                playing_ = true;
+                seekTracks();
+            } else if constexpr (std::is_same_v<C, EngineCommand::Stop>) {
+                playing_ = false;
+                for (auto& t : tracks_) t->allNotesOff();
+            } else if constexpr (std::is_same_v<C, EngineCommand::Panic>) {
+                auditions_.clear();
+                for (auto& t : tracks_) {
+                    t->allNotesOff();
+                    t->hardStopVoices();
+                }
+            }
+        },
+        command.payload);
+}
+
+void EngineCore::apply(std::shared_ptr<const CompiledProject> project) {
+    project_ = std::move(project);
+    tempo_ = project_->tempo;
+    masterGain_ = project_->masterGain; // not ramped: steps at the block boundary
+    const RenderContext ctx = context();
+
+    std::map<std::string, std::unique_ptr<TrackProcessor>, std::less<>> old;
+    for (auto& t : tracks_) old.emplace(t->id(), std::move(t));
+    std::vector<std::unique_ptr<TrackProcessor>> next;
+    std::map<std::string, TrackProcessor*, std::less<>> nextMap;
+    next.reserve(project_->tracks.size());
+    std::vector<std::string> ids;
+    ids.reserve(project_->tracks.size());
+    for (const CompiledTrack& ct : project_->tracks) {
+        std::unique_ptr<TrackProcessor> proc;
+        if (auto it = old.find(ct.id); it != old.end() && it->second) proc = std::move(it->second);
+        if (!proc) proc = std::make_unique<TrackProcessor>(ct.id, ct.patch);
+        proc->setMIDISender(midiSender_.get());
+        // The track shares the project's lifetime, so the processor keeps the whole project alive.
+        proc->load(std::shared_ptr<const CompiledTrack>(project_, &ct), ctx, beat_);
+        nextMap.emplace(ct.id, proc.get());
+        ids.push_back(ct.id);
+        next.push_back(std::move(proc));
+    }
+    // A deleted track stops at once, and no MIDI note of it hangs.
+    for (auto& [id, proc] : old)
+        if (proc) proc->flushMIDI(false);
+    old.clear();
+    tracks_ = std::move(next);
+    trackMap_ = std::move(nextMap);
+    masterFX_.load(project_->masterEffects, sampleRate_, ctx);
+
+    // The one wait of the audio thread: once per edit, for a few assignments.
+    std::lock_guard lock(statusLock_);
+    status_.trackIDs = std::move(ids);
+    status_.trackPeaks.assign(tracks_.size(), 0.0f);
+}
+
+void EngineCore::resetAnalysis() {
+    analyzing_ = true;
+    anSumSq_ = 0;
+    anPeak_ = 0;
+    anCount_ = 0;
+    anClipped_ = 0;
+    anMaxGR_ = 0;
+    anBandSq_ = {};
+    for (auto& t : tracks_) t->resetAnalysis();
+}
+
+MixAnalysis EngineCore::analysisResult() const {
+    const double count = static_cast<double>(std::max<std::int64_t>(anCount_, 1));
+    MixAnalysis a;
+    a.seconds = static_cast<double>(anCount_) / sampleRate_;
+    a.peakDb = MixAnalysis::toDb(anPeak_);
+    a.rmsDb = MixAnalysis::toDb(std::sqrt(anSumSq_ / count));
+    a.clippedSamples = anClipped_;
+    a.maxLimiterReductionDb = anMaxGR_;
+    a.lowRmsDb = MixAnalysis::toDb(std::sqrt(anBandSq_[0] / count));
+    a.midRmsDb = MixAnalysis::toDb(std::sqrt(anBandSq_[1] / count));
+    a.highRmsDb = MixAnalysis::toDb(std::sqrt(anBandSq_[2] / count));
+    a.tracks.reserve(tracks_.size());
+    for (const auto& t : tracks_) {
+        double frames = static_cast<double>(std::max<std::int64_t>(t->sampleCount(), 1));
+        a.tracks.push_back({t->id(), MixAnalysis::toDb(t->analysisPeak()), MixAnalysis::toDb(std::sqrt(t->sumSquares() / frames))});
+    }
+    return a;
+}
+
+} // namespace velmo

@@ -1,0 +1,24 @@
+// The snapshot the audio core publishes after every callback under its status lock, and that
+// the control side copies thirty times a second for meters, playheads and the scope.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+namespace velmo {
+
+struct EngineStatus {
+    static constexpr std::size_t scopeSize = 512;
+
+    bool playing = false;
+    double beat = 0;
+    float masterPeak = 0;
+    std::vector<std::string> trackIDs;
+    std::vector<float> trackPeaks;         // same length as trackIDs
+    std::array<float, scopeSize> scope{};  // mono output, oldest first
+
+    bool operator==(const EngineStatus&) const = default;
+};
+
+} // namespace velmo

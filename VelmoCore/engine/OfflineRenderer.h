@@ -1,0 +1,29 @@
+// Renders a span of a project faster than real time through the same EngineCore::render that
+// plays live, and measures it; with a path it also writes a 24-bit stereo WAV file. Each call
+// builds a private core, so renders run on background tasks beside live playback.
+#pragma once
+
+#include "engine/MixAnalysis.h"
+#include "model/Project.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace velmo {
+
+// Stateless; any thread. Two renders may run at once.
+namespace OfflineRenderer {
+
+constexpr int chunkFrames = 4096;
+
+// Renders `project` from `startBeat` to `endBeat` (the project loop is ignored), then `tail`
+// seconds more for releases, at `sampleRate`. Notes sounding at `endBeat` are released there.
+// With `path`, an existing file there is replaced. Throws std::system_error when the file cannot
+// be opened or written (what was written stays), ParamError "Could not allocate render buffer."
+// when the buffer cannot be made. MIDI routes do not resolve: every track plays its own synth.
+MixAnalysis render(const Project& project, double startBeat, double endBeat, double tail, double sampleRate,
+                   const std::optional<std::filesystem::path>& path = std::nullopt);
+
+} // namespace OfflineRenderer
+
+} // namespace velmo

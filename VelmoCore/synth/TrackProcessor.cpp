@@ -1,0 +1,284 @@
+#include "synth/TrackProcessor.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+
+namespace velmo {
+
+namespace {
+
+constexpr std::size_t pendingCapacity = 256;
+constexpr std::size_t monoCapacity = 32;
+constexpr std::size_t midiHeldCapacity = 128;
+constexpr double seekMargin = 1e-9; // beats: an event exactly on the seek position plays
+
+// A processor before its first load: the given patch, no events, silent.
+std::shared_ptr<const CompiledTrack> initialTrack(const std::string& id, const SynthPatch& patch) {
+    auto track = std::make_shared<CompiledTrack>();
+    track->id = id;
+    track->patch = patch;
+    return track;
+}
+
+// Poly voice limit: 1 to 16, truncated; NaN counts as 1.
+int polyLimit(double polyphony) {
+    if (!(polyphony >= 1)) return 1;
+    return static_cast<int>(std::min(polyphony, double(TrackProcessor::voiceCount)));
+}
+
+bool sameTarget(const std::optional<MIDITarget>& a, const std::optional<MIDITarget>& b) {
+    if (a.has_value() != b.has_value()) return false;
+    return !a || (a->endpoint == b->endpoint && a->isVirtual == b->isVirtual && a->channel == b->channel);
+}
+
+} // namespace
+
+TrackProcessor::TrackProcessor(std::string id, const SynthPatch& patch)
+    : id_(std::move(id)), track_(initialTrack(id_, patch)), voices_(voiceCount) {
+    pendingOffs_.reserve(pendingCapacity);
+    monoStack_.reserve(monoCapacity);
+    midiHeld_.reserve(midiHeldCapacity);
+    scratchTags_.reserve(midiHeldCapacity + monoCapacity);
+}
+
+bool TrackProcessor::monoMode() const {
+    const SynthPatch& p = patch();
+    return p.engine != EngineKind::drums && p.voice.mode != VoiceMode::poly;
+}
+
+void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, const RenderContext& ctx, double beat) {
+    assert(track && "TrackProcessor::load needs a track");
+    const SynthPatch& oldPatch = patch();
+    // Another generator or voice mode would play from state that means something else.
+    if (track->patch.engine != oldPatch.engine || track->patch.voice.mode != oldPatch.voice.mode) {
+        hardStopVoices();
+        monoStack_.clear();
+    }
+    if (!sameTarget(track->midi, midiTarget_)) flushMIDI(false);
+    midiTarget_ = track->midi;
+    playInternal_ = track->playInternal;
+    audible_ = track->audible;
+    if (!playInternal_)
+        for (Voice& v : voices_)
+            if (v.active && !v.released) releaseVoice(v); // still judged by the old engine
+    track_ = std::move(track);
+    // Pending note-offs, tags and voices stay: a sounding note ends when it was told to, even if
+    // the edit moved or deleted it.
+    seek(beat);
+    targetGain_ = track_->gain;
+    pan_ = track_->pan;
+    effects_.load(track_->effects, ctx.sampleRate, ctx);
+}
+
+void TrackProcessor::seek(double beat) {
+    const auto& events = track_->events;
+    auto it = std::lower_bound(events.begin(), events.end(), beat - seekMargin,
+                               [](const CompiledEvent& e, double b) { return e.beat < b; });
+    cursor_ = static_cast<std::size_t>(it - events.begin());
+}
+
+void TrackProcessor::schedule(double from, double to, const RenderContext& ctx) {
+    // Offs before ons, so a note that starts and ends within one block lasts until the next.
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < pendingOffs_.size(); ++i) {
+        PendingOff off = pendingOffs_[i];
+        if (off.end < to)
+            noteOff(off.tag);
+        else
+            pendingOffs_[kept++] = off;
+    }
+    pendingOffs_.resize(kept);
+
+    // The track may be replaced by nothing during this walk: noteOn never loads.
+    const auto& events = track_->events;
+    for (; cursor_ < events.size() && events[cursor_].beat < to; ++cursor_) {
+        const CompiledEvent& e = events[cursor_];
+        if (e.beat < from - seekMargin) continue;
+        std::int64_t tag = noteOn(e.pitch, e.velocity, ctx);
+        pendingOffs_.push_back({e.beat + e.duration, tag});
+    }
+}
+
+void TrackProcessor::endPendingNotes() {
+    for (const PendingOff& off : pendingOffs_) noteOff(off.tag);
+    pendingOffs_.clear();
+}
+
+std::int64_t TrackProcessor::noteOn(int pitch, double velocity, const RenderContext& ctx) {
+    std::int64_t tag = ++tagCounter_;
+    ++order_;
+    if (midiTarget_ && midiSender_ && audible_) {
+        midiSender_->noteOn(*midiTarget_, pitch, velocity);
+        midiHeld_.push_back({tag, pitch});
+    }
+    if (!playInternal_) return tag;
+    if (monoMode()) {
+        monoNoteOn(pitch, velocity, tag, ctx);
+        return tag;
+    }
+
+    const SynthPatch& p = patch();
+    int limit = voiceCount;
+    // Drums use all sixteen voices and never release a same-pitch voice. (The hi-hat choke joins
+    // here with the drum generator.)
+    if (p.engine != EngineKind::drums) {
+        // A retriggered held pitch gets a fresh voice; the old one rings out in release.
+        for (Voice& v : voices_)
+            if (v.active && !v.released && v.pitch == pitch) releaseVoice(v);
+        limit = polyLimit(p.voice.polyphony);
+    }
+
+    int chosen = -1;
+    for (int i = 0; i < limit && chosen < 0; ++i)
+        if (!voices_[i].active) chosen = i;
+    if (chosen < 0) {
+        // The quietest released voice, then the oldest; ties to the lowest index.
+        double quietest = 0;
+        for (int i = 0; i < limit; ++i) {
+            const Voice& v = voices_[i];
+            if (v.released && (chosen < 0 || v.ampEnv.value < quietest)) {
+                chosen = i;
+                quietest = v.ampEnv.value;
+            }
+        }
+    }
+    if (chosen < 0) {
+        chosen = 0;
+        for (int i = 1; i < limit; ++i)
+            if (voices_[i].startOrder < voices_[chosen].startOrder) chosen = i;
+    }
+    // A stolen voice restarts in place, unfaded, keeping its pitch for glide.
+    voices_[chosen].start(pitch, velocity, tag, order_, p, ctx.sampleRate);
+    return tag;
+}
+
+void TrackProcessor::monoNoteOn(int pitch, double velocity, std::int64_t tag, const RenderContext& ctx) {
+    const SynthPatch& p = patch();
+    Voice& v = voices_[0];
+    bool tied = p.voice.mode == VoiceMode::legato && v.active && !v.released && !monoStack_.empty();
+    monoStack_.push_back({tag, pitch});
+    if (tied) {
+        // No envelope restarts; the velocity stays that of the first note; glide moves the pitch.
+        v.pitch = pitch;
+        v.tag = tag;
+        v.targetPitch = pitch;
+    } else {
+        v.start(pitch, velocity, tag, order_, p, ctx.sampleRate);
+    }
+}
+
+void TrackProcessor::sendNoteOff(int pitch) {
+    if (midiTarget_ && midiSender_) midiSender_->noteOff(*midiTarget_, pitch);
+}
+
+void TrackProcessor::noteOff(std::int64_t tag) {
+    auto held = std::find_if(midiHeld_.begin(), midiHeld_.end(), [tag](const HeldNote& h) { return h.tag == tag; });
+    if (held != midiHeld_.end()) {
+        sendNoteOff(held->pitch);
+        midiHeld_.erase(held);
+    }
+    if (monoMode()) {
+        auto it = std::find_if(monoStack_.begin(), monoStack_.end(), [tag](const HeldNote& h) { return h.tag == tag; });
+        if (it == monoStack_.end()) return;
+        bool wasTop = it + 1 == monoStack_.end();
+        monoStack_.erase(it);
+        if (!wasTop) return;
+        Voice& v = voices_[0];
+        if (!monoStack_.empty()) {
+            // Back to the note still held, without a retrigger, in mono mode as well.
+            const HeldNote& top = monoStack_.back();
+            v.pitch = top.pitch;
+            v.tag = top.tag;
+            v.targetPitch = top.pitch;
+        } else {
+            releaseVoice(v);
+        }
+        return;
+    }
+    for (Voice& v : voices_)
+        if (v.active && v.tag == tag && !v.released) releaseVoice(v);
+}
+
+void TrackProcessor::noteOffPitch(int pitch) {
+    // Both walks go over a snapshot, since noteOff edits the lists. The capacities are reserved,
+    // so the copies do not allocate in normal use.
+    std::vector<std::int64_t>& tags = scratchTags_;
+    tags.clear();
+    for (const HeldNote& h : midiHeld_)
+        if (h.pitch == pitch) tags.push_back(h.tag);
+    for (std::int64_t tag : tags) noteOff(tag);
+    if (monoMode()) {
+        tags.clear();
+        for (const HeldNote& h : monoStack_)
+            if (h.pitch == pitch) tags.push_back(h.tag);
+        for (std::int64_t tag : tags) noteOff(tag);
+        return;
+    }
+    for (Voice& v : voices_)
+        if (v.active && !v.released && v.pitch == pitch) releaseVoice(v);
+}
+
+void TrackProcessor::allNotesOff() {
+    flushMIDI(true);
+    pendingOffs_.clear();
+    monoStack_.clear();
+    for (Voice& v : voices_)
+        if (v.active && !v.released) releaseVoice(v);
+}
+
+void TrackProcessor::flushMIDI(bool panic) {
+    if (midiTarget_ && midiSender_) {
+        for (const HeldNote& h : midiHeld_) midiSender_->noteOff(*midiTarget_, h.pitch);
+        if (panic) midiSender_->allNotesOff(*midiTarget_);
+    }
+    midiHeld_.clear();
+}
+
+void TrackProcessor::hardStopVoices() {
+    for (Voice& v : voices_) v.hardStop();
+}
+
+void TrackProcessor::releaseVoice(Voice& v) {
+    v.release(patch().engine);
+}
+
+void TrackProcessor::resetAnalysis() {
+    sumSquares_ = 0;
+    sampleCount_ = 0;
+    analysisPeak_ = 0;
+}
+
+void TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing) {
+    assert(n >= 0 && n <= blockFrames);
+    std::fill_n(mixL_.begin(), n, 0.0f);
+    std::fill_n(mixR_.begin(), n, 0.0f);
+    const SynthPatch& p = patch();
+    for (Voice& v : voices_)
+        if (v.active) v.render(n, p, ctx, mixL_.data(), mixR_.data());
+    effects_.process(mixL_.data(), mixR_.data(), n);
+
+    // The gain moves to its target as one straight ramp over the block.
+    double g0 = gain_;
+    gain_ = targetGain_;
+    double delta = targetGain_ - g0;
+    double panL = std::min(1.0 - pan_, 1.0);
+    double panR = std::min(1.0 + pan_, 1.0);
+    float blockPeak = 0;
+    for (int i = 0; i < n; ++i) {
+        double g = g0 + delta * (i + 1) / n;
+        float l = mixL_[i] * static_cast<float>(panL * g);
+        float r = mixR_[i] * static_cast<float>(panR * g);
+        busL[i] += l;
+        busR[i] += r;
+        blockPeak = std::max({blockPeak, std::fabs(l), std::fabs(r)});
+        if (analyzing) sumSquares_ += (double(l) * l + double(r) * r) * 0.5;
+    }
+    peak_ = std::max(peak_ * static_cast<float>(peakDecay), blockPeak);
+    if (analyzing) {
+        sampleCount_ += n;
+        analysisPeak_ = std::max(analysisPeak_, blockPeak);
+    }
+}
+
+} // namespace velmo

@@ -1,0 +1,105 @@
+// Offline renders read back with libsndfile: frame counts from beats and tail, the loop and MIDI
+// routes ignored, the limiter's ceiling in the file, the analysis agreeing with the file.
+#include "EngineRig.h"
+#include "engine/OfflineRenderer.h"
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace velmo {
+namespace {
+
+using namespace velmo::testing;
+
+struct Read {
+    SF_INFO info{};
+    std::vector<float> samples; // interleaved
+};
+
+Read readBack(const std::filesystem::path& path) {
+    Read r;
+    SNDFILE* sf = sf_open(path.c_str(), SFM_READ, &r.info);
+    if (!sf) throw std::runtime_error(sf_strerror(nullptr));
+    r.samples.resize(static_cast<std::size_t>(r.info.frames * r.info.channels));
+    sf_readf_float(sf, r.samples.data(), r.info.frames);
+    sf_close(sf);
+    return r;
+}
+
+std::filesystem::path tempPath(const std::string& name) {
+    return std::filesystem::temp_directory_path() / ("velmo-render-" + std::to_string(::getpid()) + "-" + name);
+}
+
+float peakOf(const Read& r, std::size_t fromFrame, std::size_t toFrame) {
+    float m = 0;
+    for (std::size_t i = fromFrame * 2; i < std::min(toFrame * 2, r.samples.size()); ++i) m = std::max(m, std::fabs(r.samples[i]));
+    return m;
+}
+
+TEST(OfflineRenderer, WritesTheSpanAndTailAndMeasuresThem) {
+    // Beat 4 to 8 at 120 BPM is 2 s: 96000 frames at 48 kHz, plus half a second of tail. The
+    // project loop lies inside the span and is ignored; the routed track still sounds.
+    Track lead = trackOf("t1", {clipOf("c1", 0, 8, {{60, 4, 1, 1}, {64, 7, 2, 1}})});
+    Track routed = trackOf("t2", {clipOf("c2", 0, 8, {{48, 6, 1, 1}})});
+    routed.midiOut = MIDIRoute{"Some Synth", 1, false};
+    lead.volumeDb = routed.volumeDb = -6; // headroom: this mix does not clip
+    Project p = projectOf({lead, routed});
+    p.loopEnabled = true;
+    p.loopStart = 4;
+    p.loopEnd = 5;
+    auto path = tempPath("span.wav");
+    MixAnalysis a = OfflineRenderer::render(p, 4, 8, 0.5, 48000, path);
+
+    Read r = readBack(path);
+    EXPECT_EQ(r.info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
+    EXPECT_EQ(r.info.samplerate, 48000);
+    EXPECT_EQ(r.info.channels, 2);
+    EXPECT_EQ(r.info.frames, 96000 + 24000);
+    EXPECT_EQ(std::filesystem::file_size(path), 44u + 6u * 120000u);
+    EXPECT_DOUBLE_EQ(a.seconds, 2.5);
+
+    EXPECT_GT(peakOf(r, 0, 24000), 0.01f) << "beat 4 sounds";
+    EXPECT_GT(peakOf(r, 48000, 60000), 0.01f) << "beat 6 sounds: the loop 4..5 did not wrap";
+    EXPECT_GT(peakOf(r, 96000, 96000 + 2400), 0.01f) << "the note held at the end rings into the tail";
+    // The ceiling holds in the file to the 24-bit step (0.966f itself quantises half a step up).
+    EXPECT_LE(peakOf(r, 0, 120000), 0.966f + 1.0f / 8388608);
+    // The analysis measures the same output the file holds, to 24-bit precision.
+    EXPECT_NEAR(a.peakDb, 20 * std::log10(peakOf(r, 0, 120000)), 0.001);
+    ASSERT_EQ(a.tracks.size(), 2u);
+    EXPECT_EQ(a.tracks[1].id, "t2");
+    EXPECT_GT(a.tracks[1].peakDb, -60) << "a track routed to MIDI plays its synth in a render";
+    EXPECT_GT(a.lowRmsDb, -180);
+    EXPECT_EQ(a.clippedSamples, 0);
+    std::filesystem::remove(path);
+}
+
+TEST(OfflineRenderer, EmptySpanGivesAHeaderOnlyFileAndSilence) {
+    Project p = projectOf({trackOf("t1", {clipOf("c1", 0, 4, {{60, 0, 1, 1}})})});
+    auto path = tempPath("empty.wav");
+    { std::ofstream(path) << "an older file at the path is replaced"; }
+    MixAnalysis a = OfflineRenderer::render(p, 8, 4, 0, 48000, path);
+    EXPECT_EQ(std::filesystem::file_size(path), 44u);
+    EXPECT_EQ(readBack(path).info.frames, 0);
+    EXPECT_EQ(a.seconds, 0.0);
+    EXPECT_EQ(a.peakDb, -180.0);
+    EXPECT_EQ(a.rmsDb, -180.0);
+    EXPECT_EQ(a.highRmsDb, -180.0);
+    ASSERT_EQ(a.tracks.size(), 1u);
+    EXPECT_EQ(a.tracks[0].rmsDb, -180.0);
+    std::filesystem::remove(path);
+
+    // Measuring only, at another rate: frames follow the rate, not a device.
+    MixAnalysis m = OfflineRenderer::render(p, 0, 1, 0, 44100);
+    EXPECT_DOUBLE_EQ(m.seconds, 22050 / 44100.0);
+    EXPECT_GT(m.rmsDb, -60);
+
+    EXPECT_THROW(OfflineRenderer::render(p, 0, 1, 0, 48000, tempPath("missing-dir") / "x.wav"), std::system_error);
+}
+
+} // namespace
+} // namespace velmo
