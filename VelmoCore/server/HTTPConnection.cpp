@@ -29,7 +29,10 @@ char* readBuffer() {
 
 HTTPConnection::HTTPConnection(std::shared_ptr<asio::io_context> context, asio::ip::tcp::socket socket,
                                Handler handler)
-    : context_(std::move(context)), socket_(std::move(socket)), handler_(std::move(handler)) {}
+    : context_(std::move(context)),
+      socket_(std::move(socket)),
+      handler_(std::move(handler)),
+      lingerTimer_(socket_.get_executor()) {}
 
 void HTTPConnection::start() {
     std::error_code ignored;
@@ -41,6 +44,7 @@ void HTTPConnection::start() {
 void HTTPConnection::close() {
     if (closed_) return;
     closed_ = true;
+    lingerTimer_.cancel();
     std::error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
@@ -64,6 +68,11 @@ void HTTPConnection::onReadable() {
     const std::size_t count = socket_.read_some(asio::buffer(readBuffer(), maxRead), error);
     if (error == asio::error::would_block || error == asio::error::try_again || error == asio::error::interrupted) {
         receive();
+        return;
+    }
+    if (lingering_) {
+        if (error) close();
+        else receive();
         return;
     }
     if (count > 0) {
@@ -91,6 +100,7 @@ void HTTPConnection::processBuffer() {
     if (auto* rejection = std::get_if<HTTPParser::Rejection>(&result)) {
         busy_ = true;
         keepAlive_ = false;
+        rejected_ = true;
         send(HTTPResponse{rejection->status, {{"Content-Type", "text/plain"}}, rejection->message});
         return;
     }
@@ -115,7 +125,8 @@ void HTTPConnection::send(HTTPResponse response) {
         self->outgoing_.clear();
         if (self->closed_) return;
         if (!self->keepAlive_) {
-            self->close();
+            if (self->rejected_ && !self->readEnded_) self->lingeringClose();
+            else self->close();
             return;
         }
         self->processBuffer();
@@ -127,6 +138,23 @@ void HTTPConnection::send(HTTPResponse response) {
         // nothing more can arrive, and keeping it would leak the descriptor.
         if (self->readEnded_ && !self->busy_) self->close();
     });
+}
+
+// Closing a socket with unread bytes makes the system reset the connection, and the reset can
+// destroy the refusal before the client reads it. So the write side closes first and what the
+// client still sends is read and discarded for a moment.
+void HTTPConnection::lingeringClose() {
+    lingering_ = true;
+    std::error_code ignored;
+    socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+    lingerTimer_.expires_after(std::chrono::seconds(2));
+    lingerTimer_.async_wait([self = shared_from_this()](const std::error_code& error) {
+        if (!error) self->close();
+    });
+    if (readPaused_) {
+        readPaused_ = false;
+        receive();
+    }
 }
 
 } // namespace velmo

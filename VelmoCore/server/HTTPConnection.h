@@ -6,6 +6,7 @@
 #include "server/HTTPParser.h"
 
 #include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
 
 #include <functional>
 #include <memory>
@@ -35,6 +36,7 @@ private:
     void onReadable();
     void processBuffer();
     void send(HTTPResponse response);
+    void lingeringClose();
 
     std::shared_ptr<asio::io_context> context_;  // declared first: outlives the socket
     asio::ip::tcp::socket socket_;
@@ -46,6 +48,9 @@ private:
     bool keepAlive_ = true;
     bool readEnded_ = false;  // the peer half-closed or the read failed; nothing more will arrive
     bool readPaused_ = false; // enough is queued behind the request being answered
+    bool rejected_ = false;   // refused for its size: the rest of what the client sends is discarded
+    bool lingering_ = false;
+    asio::steady_timer lingerTimer_;
 };
 
 } // namespace velmo
