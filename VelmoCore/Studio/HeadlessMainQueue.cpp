@@ -40,10 +40,8 @@ void HeadlessMainQueue::every(std::chrono::milliseconds period, std::function<bo
     repeater->arm();
 }
 
-void HeadlessMainQueue::run() {
-    context_.restart();
-    context_.run();
-}
+// No restart here: a `stop` that comes before `run` begins must still count.
+void HeadlessMainQueue::run() { context_.run(); }
 
 void HeadlessMainQueue::stop() { context_.stop(); }
 

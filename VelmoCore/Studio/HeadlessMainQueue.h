@@ -17,7 +17,8 @@ public:
     void post(std::function<void()> task) override;
     void every(std::chrono::milliseconds period, std::function<bool()> tick) override;
 
-    // Blocks, running posted tasks and timers, until `stop` is called.
+    // Blocks, running posted tasks and timers, until `stop` is called (also if it was called
+    // before). Call once.
     void run();
     // Any thread. Makes `run` return after the task it is running, if any.
     void stop();
