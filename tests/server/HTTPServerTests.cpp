@@ -198,6 +198,13 @@ TEST_F(HTTP, ServesIPv6LoopbackWhereAvailable) {
 }
 
 TEST_F(HTTP, FiveHundredHalfSentRequestsDoNotBlockTheNextClient) {
+    // Both ends live in this process: about 1000 descriptors, more than a common soft limit.
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    if (limit.rlim_cur < 2048 && limit.rlim_max > limit.rlim_cur) {
+        limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 2048);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
     std::vector<std::unique_ptr<Client>> idle;
     for (int i = 0; i < 500; ++i) {
         idle.push_back(std::make_unique<Client>(harness.port()));
