@@ -1,15 +1,80 @@
-// velmo: the studio program. The agent server, the audio engine and the window join as they are
-// built; until then it says honestly what it can do.
-#include "model/Project.h"
-#include "model/ProjectJSON.h"
+// velmo: the studio program. Until the window exists it always runs headless: one Studio on the
+// demo song, the agent server on the loopback interface, served until Ctrl-C or SIGTERM.
+// `velmo render` and `velmo analyze` render a project file offline instead.
+#include "RenderCommand.h"
+#include "Studio/HeadlessMainQueue.h"
+#include "Studio/Studio.h"
+#include "server/MCPDispatcher.h"
+#include "server/MCPHTTPServer.h"
+#include "server/VelmoInfo.h"
 
+#include <asio/signal_set.hpp>
+
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <string>
 
-int main() {
-    std::puts("Velmo: a synthesizer studio that an AI agent composes with.");
-    std::puts("This build holds the song model and its one owner, the Studio: projects, tracks,");
-    std::puts("clips, notes, synth patches and effect slots, with undo, redo and the activity log,");
-    std::puts("and the .velmo.json project file format. Run `make test` to exercise them.");
-    std::puts("Not in this build yet: the MCP server, the audio engine and the window.");
-    return 0;
+using namespace velmo;
+
+namespace {
+
+void printUsage(std::FILE* to) {
+    std::fputs("Usage: velmo [--headless]\n"
+               "       velmo render FILE [-o OUT.wav] [--start BEAT] [--end BEAT] [--tail SECONDS]\n"
+               "       velmo analyze FILE\n"
+               "Runs the Velmo synthesizer studio and its MCP server for AI agents on\n"
+               "http://127.0.0.1:7341/mcp (set VELMO_MCP_PORT to use another port), or renders\n"
+               "a .velmo.json project offline and prints its mix analysis as JSON.\n",
+               to);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (int status = runRenderCommand(argc, argv); status >= 0) return status;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--headless") == 0) continue;
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            printUsage(stdout);
+            return 0;
+        }
+        std::fprintf(stderr, "velmo: unknown option '%s'\n", argv[i]);
+        printUsage(stderr);
+        return 2;
+    }
+    // A client that disappears mid-response must not end the process.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    HeadlessMainQueue mainQueue;
+    Studio studio(Studio::demoProject());
+    MCPDispatcher dispatcher(studio, mainQueue);
+    MCPHTTPServer server(VelmoInfo::port(), dispatcher);
+
+    int exitCode = 0;
+    server.onState = [&](const MCPHTTPServer::State& state) {
+        if (std::holds_alternative<MCPHTTPServer::Listening>(state)) {
+            std::printf("Velmo MCP server listening on http://127.0.0.1:%u/mcp\n", unsigned(server.boundPort()));
+            std::fflush(stdout);
+        } else if (auto* failed = std::get_if<MCPHTTPServer::Failed>(&state)) {
+            std::fprintf(stderr,
+                         "velmo: cannot listen on port %u: %s\n"
+                         "Another program (perhaps another Velmo) may be using it. Set VELMO_MCP_PORT to choose "
+                         "another port, e.g. VELMO_MCP_PORT=7342 velmo --headless\n",
+                         unsigned(server.port()), failed->message.c_str());
+            exitCode = 1;
+            mainQueue.stop();
+        }
+    };
+
+    asio::signal_set signals(mainQueue.context(), SIGINT, SIGTERM);
+    signals.async_wait([&](const std::error_code& error, int) {
+        if (error) return;
+        std::puts("Velmo stopped.");
+        mainQueue.stop();
+    });
+
+    server.start();
+    mainQueue.run();
+    return exitCode;
 }

@@ -12,7 +12,13 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   libsndfile1-dev      # tests read rendered WAV files back with an independent reader
+  libasio-dev          # the MCP server's sockets (standalone, header-only)
+  clang                # `make fuzz` only: libFuzzer and AddressSanitizer
 )
+# The interoperability test drives the server with the official MCP SDK from npm. Node may come
+# from elsewhere than Debian; install the Debian packages only when no node/npm is on the PATH.
+command -v node >/dev/null 2>&1 || packages+=(nodejs)
+command -v npm >/dev/null 2>&1 || packages+=(npm)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -81,6 +81,7 @@ void Studio::save(const std::filesystem::path& to) {
 
 void Studio::open(const std::filesystem::path& url) {
     Project opened = readProjectFile(url);
+    postToEngine(EngineCommand::stop());  // the old song must not play on into the new one
     mutate([&](Project& p) { p = std::move(opened); });
     // Both flags follow the emptied stacks, also when the file equals the current project and
     // the edit above changed nothing.
@@ -101,6 +102,8 @@ void Studio::newProject(std::string name, double tempo) {
     fileURL_.reset();
     selectedTrackID_.reset();
     selectedClipID_.reset();
+    postToEngine(EngineCommand::stop());
+    postToEngine(EngineCommand::seek(0));
 }
 
 } // namespace velmo

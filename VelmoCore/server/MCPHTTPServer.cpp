@@ -1,0 +1,216 @@
+#include "server/MCPHTTPServer.h"
+
+#include "Studio/MainQueue.h"
+#include "server/HTTPConnection.h"
+#include "server/MCPDispatcher.h"
+#include "server/VelmoInfo.h"
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <asio/ip/v6_only.hpp>
+#include <asio/post.hpp>
+#include <asio/steady_timer.hpp>
+
+#include <pthread.h>
+
+namespace velmo {
+
+namespace {
+
+// After a failed accept (typically: the process is out of file descriptors) the listener tries
+// again after this pause instead of spinning or giving up.
+constexpr std::chrono::milliseconds acceptRetryDelay{50};
+
+bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The host of an absolute URL such as "http://[::1]:8080/x", without brackets; empty when the
+// text is no such URL.
+std::string urlHost(std::string_view url) {
+    const std::size_t separator = url.find("://");
+    if (separator == std::string_view::npos || separator == 0 || !isAlpha(url[0])) return {};
+    for (std::size_t i = 1; i < separator; ++i) {
+        char c = url[i];
+        if (!isAlpha(c) && !isDigit(c) && c != '+' && c != '-' && c != '.') return {};
+    }
+    std::string_view authority = url.substr(separator + 3);
+    authority = authority.substr(0, authority.find_first_of("/?#"));
+    if (std::size_t at = authority.rfind('@'); at != std::string_view::npos) authority.remove_prefix(at + 1);
+    std::string_view host;
+    std::string_view rest;
+    if (!authority.empty() && authority.front() == '[') {
+        const std::size_t close = authority.find(']');
+        if (close == std::string_view::npos) return {};
+        host = authority.substr(1, close - 1);
+        rest = authority.substr(close + 1);
+    } else {
+        const std::size_t colon = authority.find(':');
+        host = authority.substr(0, colon);
+        rest = colon == std::string_view::npos ? std::string_view() : authority.substr(colon);
+    }
+    if (!rest.empty()) {
+        if (rest.front() != ':') return {};
+        for (char c : rest.substr(1))
+            if (!isDigit(c)) return {};
+    }
+    return std::string(host);
+}
+
+} // namespace
+
+bool originAllowed(const std::string* origin) {
+    if (!origin || origin->empty() || *origin == "null") return true;
+    const std::string host = urlHost(*origin);
+    return host == "localhost" || host == "127.0.0.1" || host == "::1";
+}
+
+struct MCPHTTPServer::Listener {
+    asio::ip::tcp::acceptor acceptor;
+    asio::steady_timer retry;
+    explicit Listener(asio::io_context& context) : acceptor(context), retry(context) {}
+};
+
+MCPHTTPServer::MCPHTTPServer(std::uint16_t port, MCPDispatcher& dispatcher)
+    : port_(port),
+      dispatcher_(dispatcher),
+      context_(std::make_shared<asio::io_context>(1)),
+      alive_(std::make_shared<bool>(true)) {}
+
+MCPHTTPServer::~MCPHTTPServer() {
+    if (thread_.joinable()) {
+        asio::post(*context_, [this] {
+            for (auto& listener : listeners_) {
+                std::error_code ignored;
+                listener->acceptor.close(ignored);
+                listener->retry.cancel();
+            }
+            for (auto& weak : connections_)
+                if (auto connection = weak.lock()) connection->close();
+        });
+        work_.reset();
+        thread_.join();
+    }
+}
+
+void MCPHTTPServer::report(State state) {
+    dispatcher_.mainQueue().post([this, alive = std::weak_ptr<bool>(alive_), state = std::move(state)] {
+        if (alive.expired()) return;
+        if (onState) onState(state);
+    });
+}
+
+namespace {
+
+std::error_code openListener(asio::ip::tcp::acceptor& acceptor, const asio::ip::tcp::endpoint& endpoint) {
+    std::error_code error;
+    acceptor.open(endpoint.protocol(), error);
+    if (error) return error;
+    if (endpoint.address().is_v6()) acceptor.set_option(asio::ip::v6_only(true), error);
+    acceptor.set_option(asio::socket_base::reuse_address(true), error);
+    if (!error) acceptor.bind(endpoint, error);
+    if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
+    if (error) {
+        std::error_code ignored;
+        acceptor.close(ignored);
+    }
+    return error;
+}
+
+} // namespace
+
+void MCPHTTPServer::start() {
+    auto v4 = std::make_shared<Listener>(*context_);
+    if (std::error_code error = openListener(v4->acceptor, {asio::ip::address_v4::loopback(), port_})) {
+        report(Failed{error.message()});
+        return;
+    }
+    const std::uint16_t bound = v4->acceptor.local_endpoint().port();
+    listeners_.push_back(v4);
+
+    // ::1 on the same port. A system without IPv6 loopback is served on 127.0.0.1 alone; a port
+    // taken on ::1 by another program is a failure like one taken on 127.0.0.1.
+    auto v6 = std::make_shared<Listener>(*context_);
+    if (std::error_code error = openListener(v6->acceptor, {asio::ip::address_v6::loopback(), bound})) {
+        if (error != asio::error::address_family_not_supported && error != std::errc::address_family_not_supported &&
+            error != std::errc::address_not_available) {
+            std::error_code ignored;
+            v4->acceptor.close(ignored);
+            listeners_.clear();
+            report(Failed{error.message()});
+            return;
+        }
+    } else {
+        listeners_.push_back(v6);
+    }
+
+    boundPort_ = bound;
+    for (auto& listener : listeners_) accept(listener);
+    work_ = std::make_shared<asio::executor_work_guard<asio::io_context::executor_type>>(context_->get_executor());
+    thread_ = std::thread([context = context_] {
+        pthread_setname_np(pthread_self(), "velmo.mcp.http");
+        context->run();
+    });
+    report(Listening{port_});
+}
+
+void MCPHTTPServer::stop() {
+    if (!thread_.joinable()) return;
+    asio::post(*context_, [this] {
+        for (auto& listener : listeners_) {
+            std::error_code ignored;
+            listener->acceptor.close(ignored);
+            listener->retry.cancel();
+        }
+    });
+}
+
+void MCPHTTPServer::accept(std::shared_ptr<Listener> listener) {
+    listener->acceptor.async_accept([this, listener](const std::error_code& error, asio::ip::tcp::socket socket) {
+        if (error == asio::error::operation_aborted || !listener->acceptor.is_open()) return;
+        if (error) {
+            listener->retry.expires_after(acceptRetryDelay);
+            listener->retry.async_wait([this, listener](const std::error_code& waitError) {
+                if (!waitError) accept(listener);
+            });
+            return;
+        }
+        auto connection = std::make_shared<HTTPConnection>(
+            context_, std::move(socket),
+            [this](HTTPRequest request, HTTPConnection::Respond respond) { route(std::move(request), std::move(respond)); });
+        if (++acceptedSincePrune_ >= 256) {
+            connections_.remove_if([](const std::weak_ptr<HTTPConnection>& weak) { return weak.expired(); });
+            acceptedSincePrune_ = 0;
+        }
+        connections_.push_back(connection);
+        connection->start();
+        accept(listener);
+    });
+}
+
+void MCPHTTPServer::route(HTTPRequest request, std::function<void(HTTPResponse)> respond) {
+    auto origin = request.headers.find("origin");
+    if (!originAllowed(origin == request.headers.end() ? nullptr : &origin->second)) {
+        respond(HTTPResponse{403, {}, "Forbidden origin"});
+        return;
+    }
+    const std::string path = request.path.substr(0, request.path.find('?'));
+    const std::string& method = request.method;
+
+    if (method == "POST" && path == "/mcp") {
+        dispatcher_.handle(std::move(request.body), [respond = std::move(respond)](std::optional<std::string> bytes) {
+            if (bytes) respond(HTTPResponse{200, {{"Content-Type", "application/json"}}, std::move(*bytes)});
+            else respond(HTTPResponse{202, {}, {}});
+        });
+    } else if ((method == "GET" || method == "DELETE") && path == "/mcp") {
+        respond(HTTPResponse{405, {{"Allow", "POST"}}, {}});
+    } else if (method == "GET" && (path == "/" || path == "/health")) {
+        respond(HTTPResponse{200,
+                             {{"Content-Type", "text/plain"}},
+                             "Velmo MCP server " + std::string(VelmoInfo::version) + ". POST JSON-RPC to /mcp\n"});
+    } else {
+        respond(HTTPResponse{404, {}, "Not found"});
+    }
+}
+
+} // namespace velmo

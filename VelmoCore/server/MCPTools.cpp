@@ -1,0 +1,245 @@
+#include "server/MCPTools.h"
+
+#include "Studio/Studio.h"
+#include "catalog/ParamError.h"
+#include "server/ToolGroups.h"
+
+#include <algorithm>
+#include <cassert>
+#include <charconv>
+#include <memory>
+
+namespace velmo {
+
+using nlohmann::json;
+
+const std::string MCPTools::instructions =
+    "Velmo is a native desktop synthesizer studio. You control it completely through these tools; the user "
+    "hears the result live.\n"
+    "\n"
+    "Model: a project has a tempo and tracks. Each track has one synth (engine: analog, wavetable, fm, additive, "
+    "pluck, modal, drums), insert effects, and clips placed on a beat timeline. Clips hold notes. All times are "
+    "in BEATS (quarter notes in 4/4); a 4/4 bar is 4 beats. Note starts are relative to their clip. Pitches are "
+    "MIDI numbers (60 = C4) or names (\"C4\", \"F#3\").\n"
+    "\n"
+    "Typical workflow:\n"
+    "1. get_project to see the current state (ids like t1 for tracks, c4 for clips, fx7 for effects).\n"
+    "2. add_track with a preset (list_presets) or engine, then shape the sound with set_synth (describe_synth "
+    "lists every parameter).\n"
+    "3. add_clip, then fill it with add_notes, add_chords (chord symbols, arpeggios, strums) or add_drum_pattern "
+    "(step strings like \"x...x...\").\n"
+    "4. Refine with transform_notes (transpose, quantize, scale snap, humanize), duplicate_clip to arrange, "
+    "add_effect for space and color.\n"
+    "5. transport play to let the user listen; analyze_mix to check levels/clipping/spectral balance "
+    "objectively since you cannot hear; export_audio to write a WAV.\n"
+    "Drum tracks use General MIDI notes: 36 kick, 37 rim, 38 snare, 39 clap, 42 closed hat, 44 pedal hat, 46 "
+    "open hat, 41/45/48 toms, 49 crash, 51 ride, 56 cowbell.\n"
+    "Tracks can drive external MIDI gear (list_midi_devices, set_midi_output).\n"
+    "Every edit is undoable (history tool).";
+
+std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
+    // Registry order is the order agents see in tools/list; new tools go in at their place.
+    std::vector<ToolDef> tools;
+    tools.push_back(historyTool(registry));
+    return tools;
+}
+
+MCPTools::MCPTools(Studio& studio, MainQueue& mainQueue, const Factory& factory)
+    : studio_(studio), mainQueue_(mainQueue) {
+    tools_ = factory(*this);
+}
+
+json MCPTools::definitions() const {
+    json list = json::array();
+    for (const ToolDef& tool : tools_) {
+        list.push_back({{"name", tool.name},
+                        {"description", tool.description},
+                        {"inputSchema", tool.schema},
+                        {"annotations",
+                         {{"readOnlyHint", tool.readOnly}, {"destructiveHint", false}, {"openWorldHint", false}}}});
+    }
+    return list;
+}
+
+std::vector<std::string> MCPTools::toolNames() const {
+    std::vector<std::string> names;
+    names.reserve(tools_.size());
+    for (const ToolDef& tool : tools_) names.push_back(tool.name);
+    return names;
+}
+
+json toolReply(std::string text, bool isError) {
+    return {{"content", json::array({{{"type", "text"}, {"text", std::move(text)}}})}, {"isError", isError}};
+}
+
+namespace {
+
+// The message of a failure as the agent should read it.
+std::string failureMessage(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const StudioError& error) {
+        return error.message();
+    } catch (const ParamError& error) {
+        return error.message();
+    } catch (const std::exception& error) {
+        return error.what();
+    } catch (...) {
+        return "Unexpected failure of unknown type.";
+    }
+}
+
+} // namespace
+
+void MCPTools::call(const std::string& name, json arguments, std::function<void(json)> done) {
+    auto tool = std::find_if(tools_.begin(), tools_.end(), [&](const ToolDef& t) { return t.name == name; });
+    if (tool == tools_.end()) {
+        done(toolReply("Unknown tool '" + name + "'.", true));
+        return;
+    }
+
+    auto finish = [this, name, arguments, done = std::move(done)](ToolOutcome outcome) {
+        auto fail = [&](std::string message) {
+            studio_.log(name, message, false);
+            done(toolReply("Error: " + message, true));
+        };
+        if (auto* failure = std::get_if<std::exception_ptr>(&outcome)) return fail(failureMessage(*failure));
+
+        std::string text;
+        auto& value = std::get<ToolValue>(outcome);
+        if (auto* plain = std::get_if<std::string>(&value)) {
+            text = std::move(*plain);
+        } else {
+            try {
+                // Strict: text that is not UTF-8 fails here rather than reaching the agent.
+                text = tidyNumbers(std::get<json>(value).dump(2));
+            } catch (const std::exception& error) {
+                return fail(error.what());
+            }
+        }
+        studio_.log(name, summarize(arguments), true);
+        done(toolReply(std::move(text), false));
+    };
+
+    // A completion that runs twice (a handler fault) must not answer twice.
+    auto once = std::make_shared<bool>(false);
+    ToolCompletion completion = [finish = std::move(finish), once](ToolOutcome outcome) mutable {
+        assert(!*once && "a tool handler completed twice");
+        if (*once) return;
+        *once = true;
+        finish(std::move(outcome));
+    };
+    try {
+        tool->handler(ToolArgs(std::move(arguments)), completion);
+    } catch (...) {
+        if (!*once) completion(std::current_exception());
+    }
+}
+
+namespace {
+
+// At most `limit` code points of UTF-8 text, then "…" when something was cut. Cutting between
+// code points keeps the log row valid UTF-8.
+std::string cutAt(const std::string& text, std::size_t limit) {
+    std::size_t points = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
+        if (points == limit) return text.substr(0, i) + "…";
+        ++points;
+    }
+    return text;
+}
+
+std::string printed(const json& value) {
+    if (value.is_string()) return value.get<std::string>();
+    // Replacement rather than failure: a log row is for reading, not for parsing.
+    return value.dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+} // namespace
+
+std::string summarize(const json& arguments) {
+    if (!arguments.is_object()) return "";
+    std::string summary;
+    std::size_t count = 0;
+    // The object keeps its keys sorted, so the first four are the alphabetically first.
+    for (auto it = arguments.begin(); it != arguments.end() && count < 4; ++it, ++count) {
+        if (count > 0) summary += "  ";
+        const json& value = it.value();
+        if (value.is_array()) {
+            summary += it.key() + ": [" + std::to_string(value.size()) + "]";
+        } else if (value.is_object()) {
+            summary += it.key() + ": {";
+            std::size_t shown = 0;
+            for (auto key = value.begin(); key != value.end() && shown < 3; ++key, ++shown) {
+                if (shown > 0) summary += ", ";
+                summary += key.key();
+            }
+            if (value.size() > 3) summary += ", …";
+            summary += "}";
+        } else {
+            summary += it.key() + ": " + cutAt(printed(value), 40);
+        }
+    }
+    return summary;
+}
+
+namespace {
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The shortest text that reads back as `value`, keeping a decimal point so that the number
+// stays a floating-point one for JSON readers that tell integers apart.
+std::string shortestText(double value) {
+    char buffer[64];
+    auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
+    if (error != std::errc()) return {};
+    std::string text(buffer, end);
+    if (text.find_first_of(".eEn") == std::string::npos) text += ".0";
+    return text;
+}
+
+} // namespace
+
+std::string tidyNumbers(std::string text) {
+    // A hand-written scan for -?\d+\.\d{12,}: std::regex recurses per character and would
+    // overflow the stack on a long reply. Matches are leftmost and do not overlap, as a regex
+    // search finds them.
+    struct Match {
+        std::size_t begin, end;
+    };
+    std::vector<Match> matches;
+    std::size_t i = 0;
+    while (i < text.size()) {
+        if (!isDigit(text[i]) || (i > 0 && isDigit(text[i - 1]))) {
+            ++i;
+            continue;
+        }
+        std::size_t begin = (i > 0 && text[i - 1] == '-') ? i - 1 : i;
+        std::size_t j = i;
+        while (j < text.size() && isDigit(text[j])) ++j;
+        if (j < text.size() && text[j] == '.') {
+            std::size_t k = j + 1;
+            while (k < text.size() && isDigit(text[k])) ++k;
+            if (k - (j + 1) >= 12) {
+                matches.push_back({begin, k});
+                i = k;
+                continue;
+            }
+        }
+        i = j;
+    }
+    for (auto match = matches.rbegin(); match != matches.rend(); ++match) {
+        double value = 0;
+        const char* first = text.data() + match->begin;
+        const char* last = text.data() + match->end;
+        auto [end, error] = std::from_chars(first, last, value);
+        if (error != std::errc() || end != last) continue;
+        std::string shortest = shortestText(value);
+        if (shortest.empty()) continue;
+        text.replace(match->begin, match->end - match->begin, shortest);
+    }
+    return text;
+}
+
+} // namespace velmo

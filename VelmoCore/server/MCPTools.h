@@ -1,0 +1,67 @@
+// The tool registry: the ordered list of tools an agent sees, how a call finds its tool, and how
+// a result or a failure becomes the reply and a row of the activity log.
+#pragma once
+
+#include "server/ToolDef.h"
+
+#include <nlohmann/json.hpp>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace velmo {
+
+class MainQueue;
+class Studio;
+
+// Main queue only.
+class MCPTools {
+public:
+    // Builds the tool list; handlers may keep a reference to the registry (and through it to the
+    // Studio and the main queue), which never moves.
+    using Factory = std::function<std::vector<ToolDef>(MCPTools&)>;
+
+    // The text sent as `instructions` in the reply to "initialize".
+    static const std::string instructions;
+
+    // Every tool of the system, in registry order.
+    static std::vector<ToolDef> buildTools(MCPTools& tools);
+
+    MCPTools(Studio& studio, MainQueue& mainQueue, const Factory& factory = &MCPTools::buildTools);
+    MCPTools(const MCPTools&) = delete;
+    MCPTools& operator=(const MCPTools&) = delete;
+
+    Studio& studio() { return studio_; }
+    MainQueue& mainQueue() { return mainQueue_; }
+    const std::vector<ToolDef>& tools() const { return tools_; }
+
+    // One object per tool, in registry order: name, description, inputSchema, annotations.
+    nlohmann::json definitions() const;
+    std::vector<std::string> toolNames() const;
+
+    // Runs the tool named exactly `name` and hands `done` the reply object (`content` with one
+    // text item, and `isError`). Never fails: an unknown tool or a failing handler is a reply
+    // with `isError` true. `done` runs on the main queue, before `call` returns unless the tool
+    // suspends.
+    void call(const std::string& name, nlohmann::json arguments, std::function<void(nlohmann::json)> done);
+
+private:
+    Studio& studio_;
+    MainQueue& mainQueue_;
+    std::vector<ToolDef> tools_;
+};
+
+// The reply object of a tool call.
+nlohmann::json toolReply(std::string text, bool isError);
+
+// The one-line activity-log summary of a call's arguments: the four alphabetically first entries,
+// arrays as their count, objects as up to three keys, other values cut at 40 characters.
+std::string summarize(const nlohmann::json& arguments);
+
+// Replaces every decimal with twelve or more fractional digits (the traces of binary floating
+// point, like 0.10000000000000001) by the shortest text that reads back as the same double.
+std::string tidyNumbers(std::string text);
+
+} // namespace velmo

@@ -1,0 +1,14 @@
+// The tools, one constructor each, grouped in files by what they work on. `MCPTools::buildTools`
+// lists them in registry order.
+#pragma once
+
+#include "server/ToolDef.h"
+
+namespace velmo {
+
+class MCPTools;
+
+// Song and transport (SongTools.cpp).
+ToolDef historyTool(MCPTools& tools);
+
+} // namespace velmo
