@@ -1,0 +1,158 @@
+// Drive, bitcrush, EQ and compressor measured against their closed forms: the shaper's curve,
+// the quantiser's steps, the EQ's magnitude at the points where the designs are exact, and the
+// compressor's static curve and its attack and release.
+#include "FXRig.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+namespace velmo {
+namespace {
+
+using namespace velmo::testing;
+
+TEST(DriveFX, ShapesByNormalisedTanhThenTone) {
+    const double sr = 48000;
+    // DC settles through the tone pole unchanged, so a constant shows the shaper alone.
+    struct Case { double drive, level, mix, in, out; };
+    const double pre = 0.5 * 30 + 1;
+    for (const Case& c : std::vector<Case>{
+             {0.5, 0, 1, 1.0, 1.0},                                            // full scale stays full scale
+             {0.5, -6, 1, 1.0, std::pow(10, -6 / 20.0)},                     // then the level
+             {0.5, 0, 1, 0.05, std::tanh(pre * 0.05) / std::tanh(pre)},
+             {0, 0, 1, 0.5, std::tanh(0.5) / std::tanh(1.0)},                 // drive 0 is no bypass
+             {0.5, 0, 0.5, -0.2, -0.2 + 0.5 * (-std::tanh(pre * 0.2) / std::tanh(pre) + 0.2)}}) {
+        FX fx(EffectKind::drive, sr, {{"drive", c.drive}, {"level", c.level}, {"mix", c.mix}, {"tone", 1}});
+        Stereo s = fx.run(constant(4800, static_cast<float>(c.in)));
+        EXPECT_NEAR(s.left.back(), c.out, 1e-6) << "drive " << c.drive << " level " << c.level << " in " << c.in;
+        EXPECT_EQ(s.left.back(), s.right.back());
+    }
+
+    // Tone 0 puts the pole at 800 Hz: a tiny Nyquist signal (where tanh is linear) comes out
+    // scaled by the pole's gain there, a / (2 - a).
+    FX dark(EffectKind::drive, sr, {{"drive", 0}, {"tone", 0}});
+    Stereo alt(4800);
+    for (std::size_t i = 0; i < alt.size(); ++i) alt.left[i] = alt.right[i] = (i % 2 ? -1e-3f : 1e-3f);
+    dark.run(alt);
+    const double a = 1 - std::exp(-2 * std::numbers::pi * 800 / sr);
+    EXPECT_NEAR(std::fabs(alt.left.back()), std::tanh(1e-3) / std::tanh(1.0) * a / (2 - a), 1e-8);
+}
+
+TEST(BitcrushFX, QuantisesToLevelsAndHoldsAcrossBlocks) {
+    Stereo ramp(400);
+    for (std::size_t i = 0; i < ramp.size(); ++i) ramp.left[i] = ramp.right[i] = -1.0f + 2.0f * float(i) / 399.0f;
+
+    // One bit: the values -1, 0 and 1 only.
+    Stereo one = ramp;
+    FX(EffectKind::bitcrush, 48000, {{"bits", 1}, {"downsample", 1}, {"mix", 1}}).run(one);
+    EXPECT_EQ(std::set<float>(one.left.begin(), one.left.end()), (std::set<float>{-1, 0, 1}));
+
+    // Three bits, a hold of 4 frames run in blocks of 3: each quarter step taken on frames 0, 4,
+    // 8... and held through block boundaries. "downsample" 0.4 rounds to 0 and acts as 1.
+    Stereo held = ramp;
+    FX(EffectKind::bitcrush, 48000, {{"bits", 3}, {"downsample", 4}, {"mix", 1}}).run(held, 3);
+    Stereo every = ramp;
+    FX(EffectKind::bitcrush, 48000, {{"bits", 3}, {"downsample", 0.4}, {"mix", 1}}).run(every, 5);
+    for (std::size_t i = 0; i < ramp.size(); ++i) {
+        const float taken = ramp.left[i - i % 4];
+        ASSERT_EQ(held.left[i], std::round(taken * 4) / 4) << "frame " << i;
+        ASSERT_EQ(every.left[i], std::round(ramp.left[i] * 4) / 4) << "frame " << i;
+    }
+    // Halves round away from zero, symmetrically.
+    Stereo halves(2);
+    halves.left = {0.125f, -0.125f};
+    halves.right = halves.left;
+    FX(EffectKind::bitcrush, 48000, {{"bits", 3}, {"downsample", 1}, {"mix", 1}}).run(halves);
+    EXPECT_EQ(halves.left, (std::vector<float>{0.25f, -0.25f}));
+}
+
+TEST(EQFX, MagnitudesMatchTheShelvesAndPeak) {
+    // Exact points of the designs: a shelf gives its full gain at its far end and half its dB
+    // gain at its corner; the peak gives its gain at its centre; every band is flat at the
+    // other end. DC is a constant, Nyquist an alternating sign, the rest a sine.
+    struct Case { double sr, low, mid, midFreq, high, hz, expectDb; };
+    const double nyquist = -1;
+    for (const Case& c : std::vector<Case>{
+             {48000, 12, 0, 1000, 0, 0, 12},          {48000, 12, 0, 1000, 0, 120, 6},
+             {48000, 12, 0, 1000, 0, nyquist, 0},     {48000, -18, 0, 1000, 0, 0, -18},
+             {48000, 0, -9, 1000, 0, 1000, -9},       {48000, 0, 15, 2500, 0, 2500, 15},
+             {48000, 0, -9, 1000, 0, 0, 0},           {48000, 0, 0, 1000, 6, 6000, 3},
+             {48000, 0, 0, 1000, 6, nyquist, 6},      {48000, 0, 0, 1000, -12, 0, 0},
+             {8000, 0, 0, 1000, 10, 3920, 5}}) {      // at 8 kHz the high shelf's corner is 3920 Hz
+        FX eq(EffectKind::eq, c.sr, {{"low", c.low}, {"mid", c.mid}, {"midFreq", c.midFreq}, {"high", c.high}});
+        const auto frames = static_cast<std::size_t>(c.sr);
+        double gain = 0;
+        if (c.hz == 0) {
+            gain = eq.run(constant(frames, 0.25f)).left.back() / 0.25;
+        } else if (c.hz == nyquist) {
+            Stereo alt(frames);
+            for (std::size_t i = 0; i < frames; ++i) alt.left[i] = alt.right[i] = (i % 2 ? -0.25f : 0.25f);
+            gain = std::fabs(eq.run(alt).left.back()) / 0.25;
+        } else {
+            Stereo s = eq.run(sine(2 * frames, c.hz, c.sr));
+            gain = amplitudeAt(s.right, frames, frames, c.hz, c.sr) / 0.5;
+        }
+        EXPECT_NEAR(db(gain), c.expectDb, 0.02) << "sr " << c.sr << " low " << c.low << " mid " << c.mid << "@"
+                                                << c.midFreq << " high " << c.high << " at " << c.hz << " Hz";
+    }
+
+    // A band within 0.01 dB is skipped: 0.005 dB leaves the signal bit for bit.
+    Stereo in = sine(4800, 100, 48000);
+    Stereo out = in;
+    FX(EffectKind::eq, 48000, {{"low", 0.005}, {"mid", -0.01}, {"high", 0.01}}).run(out);
+    EXPECT_EQ(out.left, in.left);
+    // "midFreq" below 10 Hz acts as 10 Hz.
+    Stereo at5 = in, at10 = in;
+    FX(EffectKind::eq, 48000, {{"mid", 12}, {"midFreq", 5}}).run(at5);
+    FX(EffectKind::eq, 48000, {{"mid", 12}, {"midFreq", 10}}).run(at10);
+    EXPECT_EQ(at5.left, at10.left);
+    EXPECT_NE(at5.left, in.left);
+}
+
+TEST(CompressorFX, StaticCurveIsAHardKneeWithMakeup) {
+    struct Case { double threshold, ratio, makeup, inDb; };
+    for (const Case& c : std::vector<Case>{{-20, 4, 0, -6},  {-20, 4, 0, -30}, {-18, 2, 3, -3}, {-40, 20, 6, -10},
+                                           {-10, 1, 5, -1},  {-30, 8, 0, -30.5}}) {
+        FX comp(EffectKind::compressor, 48000,
+                {{"threshold", c.threshold}, {"ratio", c.ratio}, {"makeup", c.makeup}, {"attack", 1}, {"release", 50}});
+        const float in = static_cast<float>(std::pow(10, c.inDb / 20));
+        Stereo s = constant(48000, in);
+        s.right.assign(s.size(), -0.5f * in); // the louder side leads the detector
+        comp.run(s);
+        const double over = std::max(0.0, c.inDb - c.threshold);
+        const double expectDb = c.inDb - over * (1 - 1 / c.ratio) + c.makeup;
+        EXPECT_NEAR(db(s.left.back()), expectDb, 1e-4) << "threshold " << c.threshold << " ratio " << c.ratio;
+        EXPECT_NEAR(s.right.back() / s.left.back(), -0.5, 1e-6) << "one gain for both sides";
+    }
+}
+
+TEST(CompressorFX, EnvelopeAttacksAndReleasesWithItsTimeConstants) {
+    // Threshold -60 dB and ratio 2 keep every level in the compressed region, where the gain
+    // tells the envelope: level = threshold + 2 * reduction.
+    const double sr = 48000, attackMs = 10, releaseMs = 120;
+    FX comp(EffectKind::compressor, sr,
+            {{"threshold", -60}, {"ratio", 2}, {"makeup", 0}, {"attack", attackMs}, {"release", releaseMs}});
+    auto envelope = [](float in, float out) { return std::pow(10, (-60 + 2 * -db(out / in)) / 20); };
+
+    Stereo loud = comp.run(constant(24000, 1.0f));
+    const double a = std::exp(-1 / (attackMs * 0.001 * sr));
+    for (std::size_t n : {0u, 100u, 479u, 1500u})
+        EXPECT_NEAR(envelope(1.0f, loud.left[n]), 1 - std::pow(a, n + 1), 1e-5) << "attack, frame " << n;
+    EXPECT_NEAR(envelope(1.0f, loud.left[479]), 1 - std::exp(-1.0), 1e-3) << "63% after the attack time";
+
+    const float quiet = 0.001f; // at the threshold, so the falling envelope stays above it
+    Stereo fall = comp.run(constant(24000, quiet));
+    const double r = std::exp(-1 / (releaseMs * 0.001 * sr));
+    for (std::size_t n : {0u, 1000u, 5759u, 12000u})
+        EXPECT_NEAR(envelope(quiet, fall.left[n]), quiet + (1 - quiet) * std::pow(r, n + 1), 1e-5) << "release, frame " << n;
+
+    // Silence takes the envelope down to the -180 dB branch: no reduction at any threshold.
+    FX floor(EffectKind::compressor, sr, {{"threshold", -60}, {"ratio", 20}, {"makeup", 0}, {"release", 10}});
+    floor.run(constant(48000, 0.0f));
+    Stereo tiny = floor.run(constant(1, 1e-12f));
+    EXPECT_EQ(tiny.left[0], 1e-12f);
+}
+
+} // namespace
+} // namespace velmo
