@@ -37,6 +37,7 @@ TEST(DriveFX, ShapesByNormalisedTanhThenTone) {
     dark.run(alt);
     const double a = 1 - std::exp(-2 * std::numbers::pi * 800 / sr);
     EXPECT_NEAR(std::fabs(alt.left.back()), std::tanh(1e-3) / std::tanh(1.0) * a / (2 - a), 1e-8);
+    EXPECT_EQ(alt.right, alt.left) << "both sides share the tone";
 }
 
 TEST(BitcrushFX, QuantisesToLevelsAndHoldsAcrossBlocks) {
@@ -95,6 +96,28 @@ TEST(EQFX, MagnitudesMatchTheShelvesAndPeak) {
         }
         EXPECT_NEAR(db(gain), c.expectDb, 0.02) << "sr " << c.sr << " low " << c.low << " mid " << c.mid << "@"
                                                 << c.midFreq << " high " << c.high << " at " << c.hz << " Hz";
+    }
+
+    // Away from those points, each band against its analogue prototype through the bilinear
+    // transform warped at the corner, Omega = tan(pi f / sr) / tan(pi f0 / sr): shelves of Q 0.7,
+    // the peak of Q 0.9.
+    enum Band { low, mid, high };
+    auto prototypeDb = [](Band band, double gainDb, double f0, double f, double sr) {
+        const double A = std::pow(10, gainDb / 40), W = std::tan(std::numbers::pi * f / sr) / std::tan(std::numbers::pi * f0 / sr);
+        const double q = band == mid ? 0.9 : 0.7, damp = std::sqrt(A) * W / q;
+        auto sq = [](double x) { return x * x; };
+        if (band == mid) return 10 * std::log10((sq(1 - W * W) + sq(W * A / q)) / (sq(1 - W * W) + sq(W / (A * q))));
+        const double shelf = (sq(A - W * W) + sq(damp)) / (sq(1 - A * W * W) + sq(damp)); // the low shelf
+        return 10 * std::log10(A * A * (band == low ? shelf : 1 / shelf));
+    };
+    struct Point { Band band; double gainDb, f0, hz; };
+    for (const Point& c : std::vector<Point>{{low, 12, 120, 40}, {low, -9, 120, 400}, {mid, 10, 1000, 600},
+                                             {mid, -15, 3000, 4000}, {high, 8, 6000, 3000}, {high, -6, 6000, 12000}}) {
+        const double sr = 48000;
+        FX eq(EffectKind::eq, sr, {{c.band == low ? "low" : c.band == mid ? "mid" : "high", c.gainDb}, {"midFreq", c.f0}});
+        Stereo s = eq.run(sine(96000, c.hz, sr));
+        EXPECT_NEAR(db(amplitudeAt(s.left, 48000, 48000, c.hz, sr) / 0.5), prototypeDb(c.band, c.gainDb, c.f0, c.hz, sr), 0.02)
+            << "band " << c.band << " at " << c.gainDb << " dB, measured at " << c.hz << " Hz";
     }
 
     // A band within 0.01 dB is skipped: 0.005 dB leaves the signal bit for bit.
