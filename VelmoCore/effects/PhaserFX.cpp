@@ -35,7 +35,8 @@ void PhaserFX::update(const EffectSlot& slot, const RenderContext&) {
 void PhaserFX::process(float* left, float* right, int frames) {
     // The corner holds for the whole call: a 32-frame staircase at the engine's block size.
     auto coefficient = [this](double p) {
-        const double sweep = lowestHz * std::pow(sweepRatio, depth_ * (std::sin(2.0 * std::numbers::pi * p) * 0.5 + 0.5));
+        const double lfo = std::sin(2.0 * std::numbers::pi * p) * 0.5 + 0.5;
+        const double sweep = lowestHz * std::pow(sweepRatio, depth_ * lfo);
         const double t = std::tan(std::numbers::pi * std::min(sweep, 0.45 * sr_) / sr_);
         return (t - 1.0) / (t + 1.0);
     };

@@ -69,55 +69,32 @@ TEST(BitcrushFX, QuantisesToLevelsAndHoldsAcrossBlocks) {
 }
 
 TEST(EQFX, MagnitudesMatchTheShelvesAndPeak) {
-    // Exact points of the designs: a shelf gives its full gain at its far end and half its dB
-    // gain at its corner; the peak gives its gain at its centre; every band is flat at the
-    // other end. DC is a constant, Nyquist an alternating sign, the rest a sine.
-    struct Case { double sr, low, mid, midFreq, high, hz, expectDb; };
-    const double nyquist = -1;
-    for (const Case& c : std::vector<Case>{
-             {48000, 12, 0, 1000, 0, 0, 12},          {48000, 12, 0, 1000, 0, 120, 6},
-             {48000, 12, 0, 1000, 0, nyquist, 0},     {48000, -18, 0, 1000, 0, 0, -18},
-             {48000, 0, -9, 1000, 0, 1000, -9},       {48000, 0, 15, 2500, 0, 2500, 15},
-             {48000, 0, -9, 1000, 0, 0, 0},           {48000, 0, 0, 1000, 6, 6000, 3},
-             {48000, 0, 0, 1000, 6, nyquist, 6},      {48000, 0, 0, 1000, -12, 0, 0},
-             {8000, 0, 0, 1000, 10, 3920, 5}}) {      // at 8 kHz the high shelf's corner is 3920 Hz
-        FX eq(EffectKind::eq, c.sr, {{"low", c.low}, {"mid", c.mid}, {"midFreq", c.midFreq}, {"high", c.high}});
-        const auto frames = static_cast<std::size_t>(c.sr);
-        double gain = 0;
-        if (c.hz == 0) {
-            gain = eq.run(constant(frames, 0.25f)).left.back() / 0.25;
-        } else if (c.hz == nyquist) {
-            Stereo alt(frames);
-            for (std::size_t i = 0; i < frames; ++i) alt.left[i] = alt.right[i] = (i % 2 ? -0.25f : 0.25f);
-            gain = std::fabs(eq.run(alt).left.back()) / 0.25;
-        } else {
-            Stereo s = eq.run(sine(2 * frames, c.hz, c.sr));
-            gain = amplitudeAt(s.right, frames, frames, c.hz, c.sr) / 0.5;
-        }
-        EXPECT_NEAR(db(gain), c.expectDb, 0.02) << "sr " << c.sr << " low " << c.low << " mid " << c.mid << "@"
-                                                << c.midFreq << " high " << c.high << " at " << c.hz << " Hz";
-    }
-
-    // Away from those points, each band against its analogue prototype through the bilinear
-    // transform warped at the corner, Omega = tan(pi f / sr) / tan(pi f0 / sr): shelves of Q 0.7,
-    // the peak of Q 0.9.
+    // Each band against its analogue prototype through the bilinear transform warped at the
+    // corner f0, W = tan(pi f / sr) / tan(pi f0 / sr): shelves of Q 0.7, the peak of Q 0.9. At
+    // the corner a shelf gives half its dB gain and the peak all of it.
     enum Band { low, mid, high };
     auto prototypeDb = [](Band band, double gainDb, double f0, double f, double sr) {
-        const double A = std::pow(10, gainDb / 40), W = std::tan(std::numbers::pi * f / sr) / std::tan(std::numbers::pi * f0 / sr);
+        const double A = std::pow(10, gainDb / 40);
+        const double W = std::tan(std::numbers::pi * f / sr) / std::tan(std::numbers::pi * f0 / sr);
         const double q = band == mid ? 0.9 : 0.7, damp = std::sqrt(A) * W / q;
         auto sq = [](double x) { return x * x; };
         if (band == mid) return 10 * std::log10((sq(1 - W * W) + sq(W * A / q)) / (sq(1 - W * W) + sq(W / (A * q))));
         const double shelf = (sq(A - W * W) + sq(damp)) / (sq(1 - A * W * W) + sq(damp)); // the low shelf
         return 10 * std::log10(A * A * (band == low ? shelf : 1 / shelf));
     };
-    struct Point { Band band; double gainDb, f0, hz; };
-    for (const Point& c : std::vector<Point>{{low, 12, 120, 40}, {low, -9, 120, 400}, {mid, 10, 1000, 600},
-                                             {mid, -15, 3000, 4000}, {high, 8, 6000, 3000}, {high, -6, 6000, 12000}}) {
-        const double sr = 48000;
-        FX eq(EffectKind::eq, sr, {{c.band == low ? "low" : c.band == mid ? "mid" : "high", c.gainDb}, {"midFreq", c.f0}});
-        Stereo s = eq.run(sine(96000, c.hz, sr));
-        EXPECT_NEAR(db(amplitudeAt(s.left, 48000, 48000, c.hz, sr) / 0.5), prototypeDb(c.band, c.gainDb, c.f0, c.hz, sr), 0.02)
-            << "band " << c.band << " at " << c.gainDb << " dB, measured at " << c.hz << " Hz";
+    struct Point { double sr; Band band; double gainDb, f0, hz; };
+    for (const Point& c : std::vector<Point>{
+             {48000, low, 12, 120, 40},    {48000, low, 12, 120, 120},    {48000, low, -18, 120, 400},
+             {48000, mid, 10, 1000, 600},  {48000, mid, -9, 1000, 1000},  {48000, mid, -15, 3000, 4000},
+             {48000, high, 8, 6000, 3000}, {48000, high, 6, 6000, 6000},  {48000, high, -6, 6000, 12000},
+             {8000, high, 10, 3920, 3920}, {8000, high, 10, 3920, 1000}}) { // at 8 kHz the shelf is at 3920 Hz
+        const char* name = c.band == low ? "low" : c.band == mid ? "mid" : "high";
+        FX eq(EffectKind::eq, c.sr, {{name, c.gainDb}, {"midFreq", c.f0}});
+        const auto second = static_cast<std::size_t>(c.sr);
+        Stereo s = eq.run(sine(2 * second, c.hz, c.sr));
+        EXPECT_NEAR(db(amplitudeAt(s.right, second, second, c.hz, c.sr) / 0.5),
+                    prototypeDb(c.band, c.gainDb, c.f0, c.hz, c.sr), 0.02)
+            << "band " << c.band << " at " << c.gainDb << " dB, " << c.sr << " Hz, measured at " << c.hz << " Hz";
     }
 
     // A band within 0.01 dB is skipped: 0.005 dB leaves the signal bit for bit.
@@ -168,7 +145,8 @@ TEST(CompressorFX, EnvelopeAttacksAndReleasesWithItsTimeConstants) {
     Stereo fall = comp.run(constant(24000, quiet));
     const double r = std::exp(-1 / (releaseMs * 0.001 * sr));
     for (std::size_t n : {0u, 1000u, 5759u, 12000u})
-        EXPECT_NEAR(envelope(quiet, fall.left[n]), quiet + (1 - quiet) * std::pow(r, n + 1), 1e-5) << "release, frame " << n;
+        EXPECT_NEAR(envelope(quiet, fall.left[n]), quiet + (1 - quiet) * std::pow(r, n + 1), 1e-5)
+            << "release, frame " << n;
 
     // Silence takes the envelope down to the -180 dB branch: no reduction at any threshold.
     FX floor(EffectKind::compressor, sr, {{"threshold", -60}, {"ratio", 20}, {"makeup", 0}, {"release", 10}});

@@ -52,7 +52,8 @@ TEST(PhaserFX, CornersSweepExponentiallyAtTheSetRateWithTheRightSideLeading) {
         const double rate = 0.45, depth = 1;
         FX phaser(EffectKind::phaser, sr, {{"rate", rate}, {"depth", depth}, {"feedback", 0}, {"mix", 1}});
         auto firstSample = [&](double p) {
-            const double f = std::min(200 * std::pow(20, depth * (std::sin(kTwoPi * p) * 0.5 + 0.5)), 0.45 * sr);
+            const double sweep = 200 * std::pow(20, depth * (std::sin(kTwoPi * p) * 0.5 + 0.5));
+            const double f = std::min(sweep, 0.45 * sr);
             const double t = std::tan(std::numbers::pi * f / sr);
             return std::pow((t - 1) / (t + 1), 6) + 0.5;
         };
@@ -63,11 +64,6 @@ TEST(PhaserFX, CornersSweepExponentiallyAtTheSetRateWithTheRightSideLeading) {
             },
             1e-6);
     }
-    // Depth 0 holds both corners at 200 Hz.
-    const double sr = 32000, t = std::tan(std::numbers::pi * 200 / sr);
-    FX still(EffectKind::phaser, sr, {{"rate", 3}, {"depth", 0}, {"feedback", 0}, {"mix", 1}});
-    const double at200 = std::pow((t - 1) / (t + 1), 6) + 0.5;
-    probeBlocks(still, sr, [&](double) { return std::pair{at200, at200}; }, 1e-6);
 }
 
 TEST(AutoFilterFX, CutoffSweepsByOctavesAtTheSetRate) {
@@ -78,7 +74,8 @@ TEST(AutoFilterFX, CutoffSweepsByOctavesAtTheSetRate) {
               {{"mode", 0}, {"cutoff", cutoff}, {"resonance", 0}, {"rate", rate}, {"depth", depth}, {"mix", 1}});
     probeBlocks(
         filter, sr, [&](double seconds) {
-            const double f = std::clamp(cutoff * std::pow(2, std::sin(kTwoPi * rate * seconds) * depth * 4), 16.0, 0.45 * sr);
+            const double octaves = std::sin(kTwoPi * rate * seconds) * depth * 4;
+            const double f = std::clamp(cutoff * std::pow(2, octaves), 16.0, 0.45 * sr);
             const double g = std::tan(std::numbers::pi * f / sr);
             const double h = (g / (g + 1)) * (g / (g + 1));
             return std::pair{h, h};
@@ -91,10 +88,8 @@ TEST(AutoFilterFX, ModeRoundsAndResonanceIsClamped) {
     // band-pass 2g/(g+1)^2.
     const double sr = 32000, g = std::tan(std::numbers::pi * 1000 / sr);
     auto first = [&](double mode, double resonance) {
-        FX fx(EffectKind::autofilter, sr, {{"mode", mode}, {"cutoff", 1000}, {"resonance", resonance}, {"depth", 0}, {"mix", 1}});
-        Stereo s(1);
-        s.left[0] = s.right[0] = 1.0f;
-        return fx.run(s).left[0];
+        FX fx(EffectKind::autofilter, sr, {{"mode", mode}, {"cutoff", 1000}, {"resonance", resonance}, {"depth", 0}});
+        return fx.run(constant(1, 1.0f)).left[0];
     };
     EXPECT_NEAR(first(0, 0), g * g / ((g + 1) * (g + 1)), 1e-7);
     EXPECT_NEAR(first(1.4, 0), 1 / ((g + 1) * (g + 1)), 1e-7) << "1.4 rounds to high-pass";
