@@ -163,6 +163,10 @@ public:
     // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
     void newProject(std::string name, double tempo);
 
+    // The song shown when Velmo starts without a project: four tracks (drums, bass, pad, bells)
+    // looping over four bars at 112 BPM.
+    static Project demoProject();
+
 private:
     // Steps 3 to 11 of an edit, after its body ran on `working`.
     void commit(Project working, std::optional<std::string> coalesce);

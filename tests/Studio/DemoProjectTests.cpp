@@ -1,0 +1,92 @@
+#include "Studio/Studio.h"
+#include "catalog/EffectCatalog.h"
+#include "catalog/Presets.h"
+
+#include <gtest/gtest.h>
+
+namespace velmo {
+namespace {
+
+std::vector<int> pitchesAt(const Clip& clip, double beat) {
+    std::vector<int> out;
+    for (const auto& n : clip.notes)
+        if (n.start == beat) out.push_back(n.pitch);
+    return out;
+}
+
+TEST(DemoProject, MatchesItsTables) {
+    const Project demo = Studio::demoProject();
+    EXPECT_EQ(demo.name, "Demo");
+    EXPECT_EQ(demo.tempo, 112);
+    EXPECT_TRUE(demo.loopEnabled);
+    EXPECT_EQ(demo.loopEnd, 16);
+    EXPECT_EQ(demo.nextId, 15);
+
+    ASSERT_EQ(demo.tracks.size(), 4u);
+    const std::vector<std::tuple<std::string, std::string, std::string, int, double, double, std::string>> rows{
+        {"t1", "Drums", "808 Kit", 0, -8, 0, "c2"},
+        {"t3", "Bass", "Acid Bass", 1, -14, 0, "c4"},
+        {"t6", "Pad", "Vowel Pad", 4, -11, 0, "c7"},
+        {"t10", "Bells", "Marimba", 6, -9, 0.25, "c11"},
+    };
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        const auto& [id, name, preset, color, volume, pan, clipId] = rows[i];
+        const Track& t = demo.tracks[i];
+        EXPECT_EQ(t.id, id);
+        EXPECT_EQ(t.name, name);
+        EXPECT_EQ(t.patch, Presets::named(preset)->patch) << name;
+        EXPECT_EQ(t.colorIndex, color);
+        EXPECT_EQ(t.volumeDb, volume);
+        EXPECT_EQ(t.pan, pan);
+        ASSERT_EQ(t.clips.size(), 1u);
+        EXPECT_EQ(t.clips[0].id, clipId);
+        EXPECT_EQ(t.clips[0].start, 0);
+        EXPECT_EQ(t.clips[0].length, 16);
+    }
+
+    std::vector<std::string> effectIds;
+    for (const auto& t : demo.tracks)
+        for (const auto& slot : t.effects) effectIds.push_back(slot.id + " " + std::string(toString(slot.kind)));
+    EXPECT_EQ(effectIds, (std::vector<std::string>{"fx5 drive", "fx8 chorus", "fx9 reverb", "fx12 delay", "fx13 reverb"}));
+    const EffectSlot& master = demo.masterEffects[0];
+    EXPECT_EQ(master.id, "fx14");
+    EXPECT_EQ(EffectCatalog::value(master, "threshold"), -14);
+    EXPECT_EQ(EffectCatalog::value(master, "ratio"), 2.5);
+    EXPECT_EQ(EffectCatalog::value(demo.tracks[2].effects[1], "size"), 0.85);
+    EXPECT_EQ(EffectCatalog::value(demo.tracks[3].effects[0], "time"), 0.75);
+}
+
+TEST(DemoProject, NotesOfEveryClip) {
+    const Project demo = Studio::demoProject();
+    const Clip& groove = demo.tracks[0].clips[0];
+    const Clip& line = demo.tracks[1].clips[0];
+    const Clip& chords = demo.tracks[2].clips[0];
+    const Clip& arp = demo.tracks[3].clips[0];
+
+    EXPECT_EQ(groove.notes.size(), 52u);
+    EXPECT_EQ(pitchesAt(groove, 13.0), (std::vector<int>{39, 42}));
+    EXPECT_EQ(pitchesAt(groove, 15.5), (std::vector<int>{46}));
+    EXPECT_EQ(pitchesAt(groove, 3.0), (std::vector<int>{39, 42}));
+
+    EXPECT_EQ(line.notes.size(), 24u);
+    EXPECT_EQ(pitchesAt(line, 9.5), (std::vector<int>{48})) << "root 36 + 12 in the third bar";
+    EXPECT_EQ(pitchesAt(line, 14.75), (std::vector<int>{38}));
+
+    EXPECT_EQ(pitchesAt(chords, 0), (std::vector<int>{57, 60, 64, 67})) << "Am7 at octave 3";
+    EXPECT_EQ(pitchesAt(chords, 8), (std::vector<int>{48, 52, 55})) << "C, root position";
+    EXPECT_EQ(chords.notes[0].duration, 4.0);
+
+    EXPECT_EQ(arp.notes.size(), 32u);
+    EXPECT_EQ(pitchesAt(arp, 3.0), (std::vector<int>{79})) << "step 6 walks to index 3";
+    EXPECT_EQ(pitchesAt(arp, 12.5), (std::vector<int>{71}));
+
+    for (const Clip* clip : {&groove, &line, &chords, &arp})
+        for (std::size_t i = 1; i < clip->notes.size(); ++i) {
+            const Note& a = clip->notes[i - 1];
+            const Note& b = clip->notes[i];
+            EXPECT_TRUE(a.start < b.start || (a.start == b.start && a.pitch <= b.pitch)) << clip->name << " note " << i;
+        }
+}
+
+} // namespace
+} // namespace velmo
