@@ -23,9 +23,9 @@ private:
     double sr_;
     DelayLine dl_, dr_;
     double phase_ = 0.0; // cycles; never reset by a load, so an edit does not jump the sweep
-    double rate_ = 0.0;  // Hz
-    double depth_ = 0.0;
-    double mix_ = 0.0;
+    double step_ = 0.0;  // phase per frame: rate / sr
+    double sweep_ = 0.0; // frames added at the LFO's top: sr × depth × 6 ms
+    float wetGain_ = 0.0f, dryGain_ = 1.0f;
 };
 
 } // namespace velmo

@@ -18,7 +18,7 @@ private:
     double sr_;
     double env_ = 0.0;       // linear peak envelope, kept across loads
     double threshold_ = 0.0; // dB
-    double ratio_ = 1.0;     // never 0: the catalog's range starts at 1
+    double slope_ = 0.0;     // dB of reduction per dB over: 1 - 1 / ratio (a ratio of 0 is outside the range)
     double attack_ = 0.0;    // per-frame one-pole coefficients; 0 ms gives 0, instant
     double release_ = 0.0;
     double makeup_ = 1.0;    // linear
