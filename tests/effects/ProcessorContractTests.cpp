@@ -57,6 +57,24 @@ TEST(EffectProcessor, MixZeroOrFlatSettingsPassTheInputUnchanged) {
     EXPECT_GT(*std::max_element(tail.left.begin(), tail.left.end()), 0.01f);
 }
 
+TEST(EffectProcessor, EveryParameterIsReadByItsName) {
+    // A misspelt name would read as 0 whatever the slot holds: moving each parameter to either
+    // end of its range must change the sound.
+    const Stereo in = programme(6000, 48000);
+    for (EffectKind kind : allCases<EffectKind>()) {
+        const Stereo base = FX(kind, 48000, lively(kind)).run(Stereo(in));
+        for (const EffectParamSpec& spec : EffectCatalog::specs(kind)) {
+            bool moved = false;
+            for (double v : {spec.min, spec.max}) {
+                auto params = lively(kind);
+                params[std::string(spec.name)] = v;
+                moved = moved || FX(kind, 48000, params).run(Stereo(in)).left != base.left;
+            }
+            EXPECT_TRUE(moved) << toString(kind) << "." << spec.name << " changes nothing";
+        }
+    }
+}
+
 TEST(EffectProcessor, ZeroFramesAndRepeatedUpdatesChangeNothing) {
     const Stereo in = programme(20000, 44100);
     for (EffectKind kind : allCases<EffectKind>()) {
