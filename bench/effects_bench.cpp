@@ -1,4 +1,5 @@
-// Cost of the two tail effects while their tails decay into silence: a reverb and a delay are fed
+// Cost of the insert effects. First each kind at its defaults on noise, then the two tail
+// effects while their tails decay into silence: a reverb and a delay are fed
 // a loud noise burst and then silence for 30 s at 48 kHz, and the time per sample of each second
 // is compared with that of the burst. Run bare, with the flush-to-zero guard that render sets,
 // and through EngineCore::render itself (a master reverb and delay on a short chord). Without the
@@ -110,6 +111,29 @@ Profile engineMaster() {
     });
 }
 
+// ns per stereo frame of one kind at its catalog defaults on a steady noise, least of the runs.
+double steadyCost(EffectKind kind) {
+    ScopedFlushToZero ftz;
+    std::unique_ptr<EffectProcessor> fx = makeEffect(kind, kRate);
+    fx->update(EffectSlot{"fx1", kind, true, {}}, RenderContext{kRate, 120});
+    std::vector<float> left(kBlock), right(kBlock);
+    std::uint32_t noise = 1;
+    double best = 1e9;
+    for (int run = 0; run < kRuns; ++run) {
+        const auto start = Clock::now();
+        for (int block = 0; block < static_cast<int>(kRate) / kBlock; ++block) {
+            for (int i = 0; i < kBlock; ++i) {
+                noise = noise * 1664525u + 1013904223u;
+                left[i] = float(noise >> 8) / float(1u << 23) - 1.0f;
+                right[i] = -left[i];
+            }
+            fx->process(left.data(), right.data(), kBlock);
+        }
+        best = std::min(best, std::chrono::duration<double, std::nano>(Clock::now() - start).count() / kRate);
+    }
+    return best;
+}
+
 void report(const char* name, const Profile& p) {
     std::printf("%-34s burst %6.1f ns/sample   tail:", name, p.burst);
     for (std::size_t s = 0; s < p.tail.size(); s += 5) std::printf(" %3zus %6.1f", s, p.tail[s]);
@@ -122,6 +146,9 @@ int main() {
     // A small room and a short, moderately fed delay reach the denormal range within seconds.
     const EffectParams reverb{{"size", 0.2}, {"damping", 0.5}, {"mix", 0.5}};
     const EffectParams delay{{"time", 0.0625}, {"feedback", 0.4}, {"tone", 0.6}, {"mix", 0.5}};
+    std::printf("Steady cost at 48 kHz, catalog defaults (ns per stereo frame):");
+    for (EffectKind kind : allCases<EffectKind>()) std::printf(" %s %.1f", toString(kind).data(), steadyCost(kind));
+    std::printf("\n");
     std::printf("Tail cost at 48 kHz, %d s burst then %d s of silence (ns per stereo frame)\n", kBurstSeconds,
                 kTailSeconds);
     report("reverb, no guard", leastOf([&] { return bareEffect(EffectKind::reverb, reverb, false); }));
