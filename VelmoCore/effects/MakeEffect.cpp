@@ -1,22 +1,35 @@
 #include "effects/MakeEffect.h"
 
+#include "effects/AutoFilterFX.h"
+#include "effects/BitcrushFX.h"
+#include "effects/ChorusFX.h"
+#include "effects/CompressorFX.h"
+#include "effects/DelayFX.h"
+#include "effects/DriveFX.h"
+#include "effects/EQFX.h"
+#include "effects/PhaserFX.h"
+#include "effects/ReverbFX.h"
+
+#include <cassert>
+#include <cstdlib>
+
 namespace velmo {
 
-namespace {
-
-// TEMPORARY: the nine effect algorithms are not built yet. Until they are, every kind gets this
-// processor, which leaves the audio untouched, so chains, bypass flags and processor keeping
-// across loads already work end to end. This class is the only place to replace.
-class PassThroughFX final : public EffectProcessor {
-public:
-    void update(const EffectSlot&, const RenderContext&) override {}
-    void process(float*, float*, int) override {}
-};
-
-} // namespace
-
-std::unique_ptr<EffectProcessor> makeEffect(EffectKind, double) {
-    return std::make_unique<PassThroughFX>();
+std::unique_ptr<EffectProcessor> makeEffect(EffectKind kind, double sampleRate) {
+    switch (kind) {
+    case EffectKind::drive: return std::make_unique<DriveFX>(sampleRate);
+    case EffectKind::bitcrush: return std::make_unique<BitcrushFX>(sampleRate);
+    case EffectKind::chorus: return std::make_unique<ChorusFX>(sampleRate);
+    case EffectKind::phaser: return std::make_unique<PhaserFX>(sampleRate);
+    case EffectKind::delay: return std::make_unique<DelayFX>(sampleRate);
+    case EffectKind::reverb: return std::make_unique<ReverbFX>(sampleRate);
+    case EffectKind::eq: return std::make_unique<EQFX>(sampleRate);
+    case EffectKind::compressor: return std::make_unique<CompressorFX>(sampleRate);
+    case EffectKind::autofilter: return std::make_unique<AutoFilterFX>(sampleRate);
+    }
+    // Every kind returns above; a value outside the enumeration is a programming fault.
+    assert(!"makeEffect: unknown EffectKind");
+    std::abort();
 }
 
 } // namespace velmo
