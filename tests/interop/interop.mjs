@@ -55,7 +55,7 @@ try {
 
   const undone = await client.callTool({ name: "history", arguments: { action: "undo", steps: 3 } });
   assert.equal(undone.isError, false);
-  assert.deepEqual(JSON.parse(undone.content[0].text), { can_redo: false, can_undo: false, tracks: 0 });
+  assert.deepEqual(JSON.parse(undone.content[0].text), { can_redo: false, can_undo: false, tracks: 4 }, "velmo starts on the four-track demo song");
 
   const unknown = await client.callTool({ name: "no_such_tool", arguments: {} });
   assert.equal(unknown.isError, true);
