@@ -1,5 +1,7 @@
 #include "synth/TrackProcessor.h"
 
+#include "synth/DrumGen.h"
+
 #include <algorithm>
 #include <cassert>
 #include <cmath>
@@ -120,9 +122,14 @@ std::int64_t TrackProcessor::noteOn(int pitch, double velocity, const RenderCont
 
     const SynthPatch& p = patch();
     int limit = voiceCount;
-    // Drums use all sixteen voices and never release a same-pitch voice. (The hi-hat choke joins
-    // here with the drum generator.)
-    if (p.engine != EngineKind::drums) {
+    // Drums use all sixteen voices and never release a same-pitch voice; a closed or pedal hat
+    // chokes every ringing open hat, as on a real hi-hat stand.
+    if (p.engine == EngineKind::drums) {
+        const DrumPiece piece = drumPieceForNote(pitch);
+        if (piece == DrumPiece::closedHat || piece == DrumPiece::pedalHat)
+            for (Voice& v : voices_)
+                if (v.active && drumPieceForNote(v.pitch) == DrumPiece::openHat) v.drum.choking = true;
+    } else {
         // A retriggered held pitch gets a fresh voice; the old one rings out in release.
         for (Voice& v : voices_)
             if (v.active && !v.released && v.pitch == pitch) releaseVoice(v);

@@ -101,6 +101,29 @@ TEST(TrackProcessor, DrumsIgnoreVoiceModeAndPolyphony) {
     EXPECT_GT(f.tp.voice(0).startOrder, order);
 }
 
+TEST(TrackProcessor, ClosedAndPedalHatsChokeRingingOpenHats) {
+    SynthPatch p;
+    p.engine = EngineKind::drums;
+    Fixture f(p);
+    f.tp.noteOn(46, 1, kCtx); // open hat, voice 0
+    f.tp.noteOn(36, 1, kCtx); // kick, voice 1
+    f.run(2);
+    EXPECT_FALSE(f.tp.voice(0).drum.choking);
+    f.tp.noteOn(42, 1, kCtx); // closed hat takes a voice of its own
+    EXPECT_TRUE(f.tp.voice(0).drum.choking) << "the open hat is choked";
+    EXPECT_FALSE(f.tp.voice(1).drum.choking) << "the kick is not";
+    EXPECT_EQ(f.tp.voice(2).pitch, 42);
+    f.run(60); // x0.996 per sample falls below 0.001 after about 1,724 samples
+    EXPECT_FALSE(f.tp.voice(0).active) << "the choked hat ends";
+
+    f.tp.noteOn(46, 1, kCtx);
+    f.tp.noteOn(44, 1, kCtx); // pedal hat
+    bool choked = false;
+    for (int i = 0; i < TrackProcessor::voiceCount; ++i)
+        choked |= f.tp.voice(i).active && f.tp.voice(i).pitch == 46 && f.tp.voice(i).drum.choking;
+    EXPECT_TRUE(choked) << "a pedal hat chokes too";
+}
+
 TEST(TrackProcessor, PolyRetriggerLeavesTheOldVoiceInRelease) {
     Fixture f(polyPatch(8));
     auto first = f.tp.noteOn(60, 1, kCtx);
