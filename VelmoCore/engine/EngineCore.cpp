@@ -1,5 +1,7 @@
 #include "engine/EngineCore.h"
 
+#include "synth/WavetableBank.h"
+
 #include "engine/ScopedFlushToZero.h"
 #include "midi/MIDISender.h"
 
@@ -25,6 +27,9 @@ EngineCore::EngineCore(double sampleRate)
     auditions_.reserve(auditionCapacity);
     commands_.reserve(64);
     draining_.reserve(64);
+    // Track processors are made on the audio thread when a load brings a new track; their voices
+    // must find the wavetable bank built, not build it (milliseconds) in the middle of a block.
+    WavetableBank::prepare();
 }
 
 EngineCore::~EngineCore() = default;
