@@ -1,9 +1,8 @@
 #include "engine/EngineCore.h"
 
-#include "synth/WavetableBank.h"
-
 #include "engine/ScopedFlushToZero.h"
 #include "midi/MIDISender.h"
+#include "synth/WavetableBank.h"
 
 #include <algorithm>
 #include <cassert>
