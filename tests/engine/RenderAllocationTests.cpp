@@ -2,33 +2,11 @@
 // busy, stealing, loop wraps, effect chains and live-note commands, counted over thousands of
 // blocks with a replaced global operator new.
 #include "EngineRig.h"
+#include "support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <memory>
-#include <cstdlib>
-#include <new>
-
-namespace {
-
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
-
-void* countedAlloc(std::size_t size) {
-    if (counting.load(std::memory_order_relaxed)) allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-
-} // namespace
-
-void* operator new(std::size_t size) { return countedAlloc(size); }
-void* operator new[](std::size_t size) { return countedAlloc(size); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
 
 namespace velmo {
 namespace {
@@ -68,10 +46,7 @@ TEST(EngineCore, RenderAllocatesNothingInTheSteadyState) {
         ASSERT_EQ(active, TrackProcessor::voiceCount) << t->id() << " should have every voice busy";
     }
 
-    counting = true;
-    auto probe = std::make_unique<std::vector<int>>(10);
-    counting = false;
-    ASSERT_GE(allocations.exchange(0), 2) << "the counter must see allocations made through new";
+    ASSERT_GE(testing::probeAllocations(), 2) << "the counter must see allocations made through new";
 
     long perCallback = 0;
     for (int i = 0; i < 1000; ++i) { // 1000 callbacks of 8 blocks: 8000 blocks, 5.3 s
@@ -79,10 +54,7 @@ TEST(EngineCore, RenderAllocatesNothingInTheSteadyState) {
             core.send(EngineCommand::noteOn("t1", 90, 1));
             core.send(EngineCommand::noteOff("t1", 90));
         }
-        counting = true;
-        core.render(256, left.data(), right.data(), 0);
-        counting = false;
-        perCallback = std::max(perCallback, allocations.exchange(0));
+        perCallback = std::max(perCallback, testing::allocationsDuring([&] { core.render(256, left.data(), right.data(), 0); }));
         if (perCallback) break;
     }
     EXPECT_EQ(perCallback, 0) << "render allocated";

@@ -2,32 +2,14 @@
 #include "midi/MIDISender.h"
 #include "midi/MIDIWords.h"
 #include "midi/MemoryMIDIPlatform.h"
+#include "support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <new>
 
 using namespace velmo;
-
-// Counts allocations made on this thread while `countingAllocations` is set, to check that the
-// audio-thread writer never allocates.
-namespace {
-thread_local bool countingAllocations = false;
-thread_local int allocations = 0;
-} // namespace
-
-// GCC pairs the library's inline allocations with these replacements and warns falsely.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(std::size_t size) {
-    if (countingAllocations) ++allocations;
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 TEST(MIDIWords, ExactWordsOfEachMessage) {
     EXPECT_EQ(MIDIWords::noteOn(0, 60, 1.0), 0x20903C7Fu);
@@ -128,15 +110,16 @@ TEST(MIDISender, AllocatesNothingPerMessage) {
     // is counted is the sender's own work up to the platform call.
     MIDITarget port{999, false, 0};
     MIDITarget virtualSource{998, true, 0};
-    countingAllocations = true;
-    for (int i = 0; i < 1000; ++i) {
-        sender.setTime(std::uint64_t(i) * 1000);
-        sender.noteOn(port, i, 0.8);
-        sender.noteOff(port, i);
-        sender.noteOn(virtualSource, i, 0.8);
-        sender.allNotesOff(virtualSource);
-    }
-    countingAllocations = false;
+    ASSERT_GT(velmo::testing::probeAllocations(), 0);
+    const long allocations = velmo::testing::allocationsDuring([&] {
+        for (int i = 0; i < 1000; ++i) {
+            sender.setTime(std::uint64_t(i) * 1000);
+            sender.noteOn(port, i, 0.8);
+            sender.noteOff(port, i);
+            sender.noteOn(virtualSource, i, 0.8);
+            sender.allNotesOff(virtualSource);
+        }
+    });
     EXPECT_EQ(allocations, 0);
     EXPECT_EQ(platform->droppedSends(), 4000u);
 }

@@ -1,30 +1,10 @@
-// Counts heap allocations while voices render: this binary replaces the global operator new,
-// and only counts while `counting` is set, so the test framework's own allocations stay out.
+// Counts heap allocations while voices render, through the test binary's counting operator new.
+#include "support/AllocationCounter.h"
 #include "synth/Voice.h"
-
-// The replacements pair malloc with free on purpose; GCC cannot see that through inlining.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <vector>
-
-namespace {
-std::atomic<bool> counting{false};
-std::atomic<long> allocations{0};
-void* volatile escape = nullptr;
-} // namespace
-
-void* operator new(std::size_t size) {
-    if (counting.load(std::memory_order_relaxed)) allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 using namespace velmo;
 
@@ -62,12 +42,7 @@ SynthPatch heavyPatch() {
 
 TEST(AudioPath, VoicesAllocateNothingWhileTheyRender) {
     // The counter must see an allocation, or a zero below would prove nothing.
-    counting = true;
-    escape = new std::vector<int>(100);
-    counting = false;
-    ASSERT_GT(allocations.load(), 0);
-    delete static_cast<std::vector<int>*>(escape);
-    allocations = 0;
+    ASSERT_GT(velmo::testing::probeAllocations(), 0);
 
     std::vector<Voice> voices(16); // made once, as a track processor does
     std::vector<SynthPatch> patches;
@@ -87,8 +62,8 @@ TEST(AudioPath, VoicesAllocateNothingWhileTheyRender) {
     float mixL[32], mixR[32];
     double energy = 0.0;
 
-    counting = true;
     // 300 blocks of each patch in turn, every one of them reached.
+    const long allocations = velmo::testing::allocationsDuring([&] {
     for (int block = 0; block < 300 * static_cast<int>(patches.size()); ++block) {
         const SynthPatch& patch = patches[static_cast<size_t>(block / 300) % patches.size()];
         Voice& v = voices[static_cast<size_t>(block) % voices.size()];
@@ -102,9 +77,9 @@ TEST(AudioPath, VoicesAllocateNothingWhileTheyRender) {
         for (Voice& each : voices) each.render(n, patch, ctx, mixL, mixR);
         for (int i = 0; i < n; ++i) energy += mixL[i] * mixL[i] + mixR[i] * mixR[i];
     }
-    counting = false;
+    });
 
-    EXPECT_EQ(allocations.load(), 0) << "voices allocated on the audio path";
+    EXPECT_EQ(allocations, 0) << "voices allocated on the audio path";
     EXPECT_GT(energy, 1.0) << "the voices did sound";
     EXPECT_TRUE(std::isfinite(energy));
 }
