@@ -1,8 +1,11 @@
 #include "Studio/Studio.h"
 #include "catalog/EffectCatalog.h"
 #include "catalog/Presets.h"
+#include "engine/OfflineRenderer.h"
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 namespace velmo {
 namespace {
@@ -86,6 +89,27 @@ TEST(DemoProject, NotesOfEveryClip) {
             const Note& b = clip->notes[i];
             EXPECT_TRUE(a.start < b.start || (a.start == b.start && a.pitch <= b.pitch)) << clip->name << " note " << i;
         }
+}
+
+} // namespace
+} // namespace velmo
+
+namespace velmo {
+namespace {
+
+// The song a person hears first: every track sounds, nothing clips, the mix is not buried.
+TEST(DemoProject, RendersWithEveryTrackAudible) {
+    const Project demo = Studio::demoProject();
+    const MixAnalysis mix = OfflineRenderer::render(demo, 0, 16, 0.5, 44100);
+    ASSERT_EQ(mix.tracks.size(), 4u);
+    for (std::size_t i = 0; i < mix.tracks.size(); ++i) {
+        EXPECT_EQ(mix.tracks[i].id, demo.tracks[i].id);
+        EXPECT_GT(mix.tracks[i].peakDb, -40) << demo.tracks[i].name << " is audible";
+        EXPECT_LT(mix.tracks[i].peakDb, 0.5) << demo.tracks[i].name << " leaves headroom";
+    }
+    EXPECT_GT(mix.rmsDb, -30);
+    EXPECT_LE(mix.peakDb, 20 * std::log10(0.966) + 1e-6) << "the limiter's ceiling";
+    EXPECT_NEAR(mix.seconds, 16 * 60.0 / 112 + 0.5, 0.01);
 }
 
 } // namespace
