@@ -2,6 +2,7 @@
 
 #include "Studio/Studio.h"
 #include "catalog/ParamError.h"
+#include "model/Unicode.h"
 #include "server/ToolGroups.h"
 
 #include <algorithm>
@@ -40,7 +41,20 @@ const std::string MCPTools::instructions =
 std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     // Registry order is the order agents see in tools/list; new tools go in at their place.
     std::vector<ToolDef> tools;
+    tools.push_back(describeSynthTool(registry));
+    tools.push_back(listPresetsTool(registry));
     tools.push_back(historyTool(registry));
+    tools.push_back(addTrackTool(registry));
+    tools.push_back(updateTrackTool(registry));
+    tools.push_back(removeTrackTool(registry));
+    tools.push_back(unmuteAllTool(registry));
+    tools.push_back(listMIDIDevicesTool(registry));
+    tools.push_back(setMIDIOutputTool(registry));
+    tools.push_back(duplicateTrackTool(registry));
+    tools.push_back(setSynthTool(registry));
+    tools.push_back(addEffectTool(registry));
+    tools.push_back(updateEffectTool(registry));
+    tools.push_back(removeEffectTool(registry));
     return tools;
 }
 
@@ -66,6 +80,11 @@ std::vector<std::string> MCPTools::toolNames() const {
     names.reserve(tools_.size());
     for (const ToolDef& tool : tools_) names.push_back(tool.name);
     return names;
+}
+
+std::optional<std::size_t> MCPTools::effectTarget(const json* ref) const {
+    if (ref && ref->is_string() && lowercased(ref->get_ref<const std::string&>()) == "master") return std::nullopt;
+    return studio_.trackIndex(ref);
 }
 
 json toolReply(std::string text, bool isError) {

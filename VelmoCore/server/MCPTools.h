@@ -2,11 +2,14 @@
 // a result or a failure becomes the reply and a row of the activity log.
 #pragma once
 
+#include "model/SynthPatch.h"
 #include "server/ToolDef.h"
 
 #include <nlohmann/json.hpp>
 
+#include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,6 +49,16 @@ public:
     // with `isError` true. `done` runs on the main queue, before `call` returns unless the tool
     // suspends.
     void call(const std::string& name, nlohmann::json arguments, std::function<void(nlohmann::json)> done);
+
+    // The owner of an effect chain: "master" in any letter case is the master bus (nothing);
+    // anything else, also no value at all, resolves as a track or fails with the StudioError
+    // of `Studio::trackIndex`.
+    std::optional<std::size_t> effectTarget(const nlohmann::json* ref) const;
+
+    // The Markdown reference of describe_synth: engines, every parameter path with its type and
+    // range, modulation, effects, presets and the drum map. With `engine`, only that engine's
+    // parameter rows and the shared ones.
+    static std::string describe(std::optional<EngineKind> engine);
 
 private:
     Studio& studio_;

@@ -11,4 +11,19 @@ class MCPTools;
 // Song and transport (SongTools.cpp).
 ToolDef historyTool(MCPTools& tools);
 
+// Sound: tracks, synth patches, effects and MIDI routing (SoundTools.cpp).
+ToolDef describeSynthTool(MCPTools& tools);
+ToolDef listPresetsTool(MCPTools& tools);
+ToolDef addTrackTool(MCPTools& tools);
+ToolDef updateTrackTool(MCPTools& tools);
+ToolDef removeTrackTool(MCPTools& tools);
+ToolDef unmuteAllTool(MCPTools& tools);
+ToolDef listMIDIDevicesTool(MCPTools& tools);
+ToolDef setMIDIOutputTool(MCPTools& tools);
+ToolDef duplicateTrackTool(MCPTools& tools);
+ToolDef setSynthTool(MCPTools& tools);
+ToolDef addEffectTool(MCPTools& tools);
+ToolDef updateEffectTool(MCPTools& tools);
+ToolDef removeEffectTool(MCPTools& tools);
+
 } // namespace velmo
