@@ -41,6 +41,14 @@ std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     // Registry order is the order agents see in tools/list; new tools go in at their place.
     std::vector<ToolDef> tools;
     tools.push_back(historyTool(registry));
+    tools.push_back(addClipTool(registry));
+    tools.push_back(updateClipTool(registry));
+    tools.push_back(duplicateClipTool(registry));
+    tools.push_back(removeClipTool(registry));
+    tools.push_back(addNotesTool(registry));
+    tools.push_back(removeNotesTool(registry));
+    tools.push_back(transformNotesTool(registry));
+    tools.push_back(playNotesTool(registry));
     return tools;
 }
 
