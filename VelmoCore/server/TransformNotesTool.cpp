@@ -188,6 +188,7 @@ ToolDef transformNotesTool(MCPTools& tools) {
                 for (std::size_t i : subset) applyVelocity(notes.mut(i), t, rand);
             });
 
+            // A call that touched no note leaves the clip alone, even one its notes already overhang.
             const Clip* clip = studio.clip(id);
             if (changed > 0) {
                 double end = 0;
