@@ -26,6 +26,7 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace velmo {
 
@@ -178,6 +179,10 @@ public:
     // A note-off for every held pitch, then forgets them all.
     void releaseLiveNotes();
     void panic();
+    // Queues notes to sound on the track with id `trackId` outside the song, whether or not the
+    // transport plays; offsets and durations are seconds from now. Not an edit: no undo step. A
+    // track id the engine does not know is dropped there.
+    void audition(const std::string& trackId, std::vector<EngineCommand::AuditionNote> notes);
     // Seeks first when `from` is given.
     void play(std::optional<double> from = std::nullopt);
     void stop(); // the playhead stays where it is

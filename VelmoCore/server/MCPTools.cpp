@@ -55,6 +55,14 @@ std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     tools.push_back(addEffectTool(registry));
     tools.push_back(updateEffectTool(registry));
     tools.push_back(removeEffectTool(registry));
+    tools.push_back(addClipTool(registry));
+    tools.push_back(updateClipTool(registry));
+    tools.push_back(duplicateClipTool(registry));
+    tools.push_back(removeClipTool(registry));
+    tools.push_back(addNotesTool(registry));
+    tools.push_back(removeNotesTool(registry));
+    tools.push_back(transformNotesTool(registry));
+    tools.push_back(playNotesTool(registry));
     return tools;
 }
 

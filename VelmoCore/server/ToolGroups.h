@@ -26,4 +26,14 @@ ToolDef addEffectTool(MCPTools& tools);
 ToolDef updateEffectTool(MCPTools& tools);
 ToolDef removeEffectTool(MCPTools& tools);
 
+// Note tools (NoteTools.cpp, TransformNotesTool.cpp).
+ToolDef addClipTool(MCPTools& tools);
+ToolDef updateClipTool(MCPTools& tools);
+ToolDef duplicateClipTool(MCPTools& tools);
+ToolDef removeClipTool(MCPTools& tools);
+ToolDef addNotesTool(MCPTools& tools);
+ToolDef removeNotesTool(MCPTools& tools);
+ToolDef transformNotesTool(MCPTools& tools);
+ToolDef playNotesTool(MCPTools& tools);
+
 } // namespace velmo

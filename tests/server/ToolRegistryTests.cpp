@@ -4,6 +4,7 @@
 #include "Studio/Studio.h"
 #include "catalog/ParamError.h"
 #include "server/MCPTools.h"
+#include "server/ToolGroups.h"
 #include "server/ToolSchema.h"
 #include "server/VelmoInfo.h"
 
@@ -132,11 +133,10 @@ TEST(ToolRegistry, RepliesAndLogRows) {
 TEST(ToolRegistry, HistoryUndoesAndRedoesThroughTheStudio) {
     HeadlessMainQueue queue;
     Studio studio{Project("Untitled", 120)};
-    MCPTools tools(studio, queue);
-    const auto names = tools.toolNames();
-    const auto history = std::find(names.begin(), names.end(), "history") - names.begin();
-    ASSERT_LT(history, static_cast<std::ptrdiff_t>(names.size()));
-    EXPECT_EQ(tools.definitions()[history],
+    // The history tool alone, so the definition under test is the only one.
+    MCPTools tools(studio, queue, [](MCPTools& registry) { return std::vector<ToolDef>{historyTool(registry)}; });
+    ASSERT_EQ(tools.toolNames(), std::vector<std::string>{"history"});
+    EXPECT_EQ(tools.definitions()[0],
               json::parse(R"json({"name":"history","description":"Undo or redo edits.",
                 "annotations":{"readOnlyHint":false,"destructiveHint":false,"openWorldHint":false},
                 "inputSchema":{"type":"object","additionalProperties":false,"required":["action"],"properties":{
