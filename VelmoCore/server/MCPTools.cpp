@@ -41,6 +41,8 @@ std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     // Registry order is the order agents see in tools/list; new tools go in at their place.
     std::vector<ToolDef> tools;
     tools.push_back(historyTool(registry));
+    tools.push_back(addChordsTool(registry));
+    tools.push_back(addDrumPatternTool(registry));
     return tools;
 }
 

@@ -11,4 +11,8 @@ class MCPTools;
 // Song and transport (SongTools.cpp).
 ToolDef historyTool(MCPTools& tools);
 
+// Chord and drum-pattern writers (WriterTools.cpp).
+ToolDef addChordsTool(MCPTools& tools);
+ToolDef addDrumPatternTool(MCPTools& tools);
+
 } // namespace velmo
