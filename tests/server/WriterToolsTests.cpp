@@ -93,6 +93,16 @@ std::vector<int> pitches(const std::vector<Note>& notes) {
 } // namespace
 
 TEST_F(Writers, ProgressionsWithAndWithoutVoiceLeading) {
+    const json definitions = tools.definitions();
+    auto schemaOf = [&](const std::string& name) {
+        for (const json& d : definitions)
+            if (d["name"] == name) return d["inputSchema"];
+        return json();
+    };
+    EXPECT_EQ(schemaOf("add_chords")["properties"]["progression"]["items"]["type"], json::array({"string", "object"}));
+    EXPECT_EQ(schemaOf("add_chords")["required"], json::array({"clip", "progression"}));
+    EXPECT_EQ(schemaOf("add_drum_pattern")["properties"]["pattern"]["additionalProperties"], json({{"type", "string"}}));
+
     json result = chords({{"progression", "C F"}, {"voice_lead", false}});
     EXPECT_EQ(result["voicings"], json::array({"C: C4 E4 G4", "F: F4 A4 C5"}));
     expectNotes(notes(), {{60, 0, 4, 0.7}, {64, 0, 4, 0.7}, {67, 0, 4, 0.7},
@@ -199,6 +209,12 @@ TEST_F(Writers, DrumLanesStepsAndVelocities) {
                                       {"36", "..x."}, {"rim", "    "}}}});
     EXPECT_EQ(result["lanes"], json::array({"36→36 (4 hits)", "hat→42 (8 hits)", "kick→36 (4 hits)", "snare→38 (2 hits)"}));
     EXPECT_EQ(result["added"], 18);
+    // A pattern that fits its clip is one undo step.
+    const Project written = studio.project();
+    studio.undo();
+    EXPECT_TRUE(studio.clip(clip)->notes.empty());
+    studio.redo();
+    EXPECT_TRUE(studio.project() == written);
     std::vector<Note> expected;
     for (int beat = 0; beat < 4; ++beat) {
         const double b = beat;
