@@ -61,6 +61,8 @@ std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     tools.push_back(removeClipTool(registry));
     tools.push_back(addNotesTool(registry));
     tools.push_back(removeNotesTool(registry));
+    tools.push_back(addChordsTool(registry));
+    tools.push_back(addDrumPatternTool(registry));
     tools.push_back(transformNotesTool(registry));
     tools.push_back(playNotesTool(registry));
     return tools;

@@ -36,4 +36,8 @@ ToolDef removeNotesTool(MCPTools& tools);
 ToolDef transformNotesTool(MCPTools& tools);
 ToolDef playNotesTool(MCPTools& tools);
 
+// Chord and drum-pattern writers (WriterTools.cpp).
+ToolDef addChordsTool(MCPTools& tools);
+ToolDef addDrumPatternTool(MCPTools& tools);
+
 } // namespace velmo

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace velmo;
 using nlohmann::json;
 
@@ -43,19 +45,12 @@ struct Rig {
 
 } // namespace
 
-TEST(SoundTools, RegistryOrderAroundHistory) {
+TEST(SoundTools, AddEffectDescribesTheKinds) {
     Rig rig;
-    EXPECT_EQ(rig.tools.toolNames(),
-              (std::vector<std::string>{"describe_synth", "list_presets", "history", "add_track", "update_track",
-                                        "remove_track", "unmute_all", "list_midi_devices", "set_midi_output",
-                                        "duplicate_track", "set_synth", "add_effect", "update_effect",
-                                        "remove_effect"}));
-    for (const json& tool : rig.tools.definitions()) {
-        const bool readOnly = tool["name"] == "describe_synth" || tool["name"] == "list_presets" ||
-                              tool["name"] == "list_midi_devices";
-        EXPECT_EQ(tool["annotations"]["readOnlyHint"], readOnly) << tool["name"];
-    }
-    EXPECT_EQ(rig.tools.definitions()[11]["description"],
+    const auto names = rig.tools.toolNames();
+    const auto at = std::find(names.begin(), names.end(), "add_effect") - names.begin();
+    ASSERT_LT(at, static_cast<std::ptrdiff_t>(names.size()));
+    EXPECT_EQ(rig.tools.definitions()[at]["description"],
               "Insert an effect on a track or the master bus. Kinds: drive, bitcrush, chorus, phaser, delay, reverb, "
               "eq, compressor, autofilter. See describe_synth for each kind's params.");
 }
