@@ -209,9 +209,13 @@ void EngineCore::handle(EngineCommand command) {
             } else if constexpr (std::is_same_v<C, EngineCommand::NoteOff>) {
                 if (TrackProcessor* t = track(c.track)) t->noteOffPitch(c.pitch);
             } else if constexpr (std::is_same_v<C, EngineCommand::Audition>) {
-                for (const auto& note : c.notes)
+                for (const auto& note : c.notes) {
+                    // The list has room for auditionCapacity notes; growing it here would
+                    // allocate on the audio thread, so notes beyond the room are dropped.
+                    if (auditions_.size() == auditionCapacity) break;
                     auditions_.push_back({c.track, static_cast<std::int64_t>(sampleRate_ * note.offset), note.pitch,
                                           note.velocity, static_cast<std::int64_t>(sampleRate_ * note.duration), 0});
+                }
             } else if constexpr (std::is_same_v<C, EngineCommand::AttachMIDI>) {
                 midiSender_ = std::move(c.sender);
                 outputLatency_ = c.latency;
