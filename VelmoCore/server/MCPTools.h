@@ -6,7 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,6 +48,13 @@ public:
     // with `isError` true. `done` runs on the main queue, before `call` returns unless the tool
     // suspends.
     void call(const std::string& name, nlohmann::json arguments, std::function<void(nlohmann::json)> done);
+
+    // A caller's file path as a location. A non-empty `path` has a leading "~" expanded, is made
+    // absolute, gets "." + `ext` when it has no extension, and has its folder created. Without
+    // one: `fallback` if given, else <name>.<ext> in ~/Music/Velmo/ (created), any "/" of the
+    // project name becoming "-". Throws StudioError when a folder cannot be created.
+    std::filesystem::path resolvePath(const std::optional<std::string>& path,
+                                      const std::optional<std::filesystem::path>& fallback, const std::string& ext);
 
 private:
     Studio& studio_;

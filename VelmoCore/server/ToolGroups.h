@@ -9,6 +9,18 @@ namespace velmo {
 class MCPTools;
 
 // Song and transport (SongTools.cpp).
+ToolDef getProjectTool(MCPTools& tools);
+ToolDef getClipTool(MCPTools& tools);
+ToolDef getTrackTool(MCPTools& tools);
+ToolDef newProjectTool(MCPTools& tools);
+ToolDef setSongTool(MCPTools& tools);
+ToolDef transportTool(MCPTools& tools);
 ToolDef historyTool(MCPTools& tools);
+ToolDef saveProjectTool(MCPTools& tools);
+ToolDef openProjectTool(MCPTools& tools);
+
+// Analysis and export (AnalysisTools.cpp). Both suspend while they render.
+ToolDef analyzeMixTool(MCPTools& tools);
+ToolDef exportAudioTool(MCPTools& tools);
 
 } // namespace velmo

@@ -4,6 +4,7 @@
 #include "Studio/Studio.h"
 #include "catalog/ParamError.h"
 #include "server/MCPTools.h"
+#include "server/ToolGroups.h"
 #include "server/ToolSchema.h"
 #include "server/VelmoInfo.h"
 
@@ -130,8 +131,7 @@ TEST(ToolRegistry, RepliesAndLogRows) {
 TEST(ToolRegistry, HistoryUndoesAndRedoesThroughTheStudio) {
     HeadlessMainQueue queue;
     Studio studio{Project("Untitled", 120)};
-    MCPTools tools(studio, queue);
-    ASSERT_EQ(tools.toolNames(), std::vector<std::string>{"history"});
+    MCPTools tools(studio, queue, [](MCPTools& registry) { return std::vector<ToolDef>{historyTool(registry)}; });
     EXPECT_EQ(tools.definitions()[0],
               json::parse(R"json({"name":"history","description":"Undo or redo edits.",
                 "annotations":{"readOnlyHint":false,"destructiveHint":false,"openWorldHint":false},
