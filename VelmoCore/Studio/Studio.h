@@ -7,10 +7,12 @@
 #pragma once
 
 #include "Studio/ActivityEntry.h"
+#include "Studio/BackgroundTasks.h"
 #include "Studio/LiveState.h"
 #include "Studio/Precondition.h"
 #include "Studio/StudioError.h"
 #include "engine/EngineCore.h"
+#include "engine/MixAnalysis.h"
 #include "midi/MIDIHub.h"
 #include "model/Project.h"
 
@@ -19,6 +21,7 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -26,13 +29,19 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace velmo {
 
+class MainQueue;
+
 class Studio {
 public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
+    // How a background render ends: its measurement, or the failure it met.
+    using RenderOutcome = std::variant<MixAnalysis, std::exception_ptr>;
+    using RenderCompletion = std::function<void(RenderOutcome)>;
 
     static constexpr std::size_t undoLimit = 300;
     static constexpr std::size_t activityLimit = 500;
@@ -164,6 +173,10 @@ public:
     // Each part only if given; the end stays at least a quarter beat past the start.
     void setLoop(std::optional<bool> enabled, std::optional<double> start, std::optional<double> end);
 
+    // Plays `notes` on the track with id `track` now, even while stopped; offsets and durations
+    // in seconds. Not an edit: no undo step, the project stays as it is.
+    void audition(const std::string& track, std::vector<EngineCommand::AuditionNote> notes);
+
     static void sortNotes(CowVector<Note>& notes);
 
     // ---- Engine link: transport and live notes. None of these changes the project or is
@@ -179,10 +192,6 @@ public:
     // A note-off for every held pitch, then forgets them all.
     void releaseLiveNotes();
     void panic();
-    // Queues notes to sound on the track with id `trackId` outside the song, whether or not the
-    // transport plays; offsets and durations are seconds from now. Not an edit: no undo step. A
-    // track id the engine does not know is dropped there.
-    void audition(const std::string& trackId, std::vector<EngineCommand::AuditionNote> notes);
     // Seeks first when `from` is given.
     void play(std::optional<double> from = std::nullopt);
     void stop(); // the playhead stays where it is
@@ -215,6 +224,24 @@ public:
     // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
     void newProject(std::string name, double tempo);
 
+    // ---- Offline renders. Each takes the project as it is now and renders it on a thread of its
+    // own with a private engine core, so the transport plays on and edits go on meanwhile without
+    // reaching the render. Several may run at once. `done` always runs later on `mainQueue`,
+    // never before the call returns, with the measurement or with the renderer's failure
+    // (std::system_error for the file, ParamError for the buffer). `startBeat` below 0 counts as
+    // 0; `endBeat` defaults to the song end or, when the loop is on and lies later, the loop end.
+
+    // At 44.1 kHz with half a second of tail, to no file.
+    void analyze(double startBeat, std::optional<double> endBeat, MainQueue& mainQueue, RenderCompletion done);
+    // A 24-bit 48 kHz stereo WAV file at `to` (replaced if it exists), with `tail` seconds after
+    // the end. (`export` in the design; that word is taken in C++.)
+    void exportAudio(const std::filesystem::path& to, double startBeat, std::optional<double> endBeat, double tail,
+                     MainQueue& mainQueue, RenderCompletion done);
+    // Where a render without an end stops: the later of the song end and, if on, the loop end.
+    static double defaultRenderEnd(const Project& project);
+    // Renders started and not yet delivered to the main queue.
+    std::size_t rendersRunning() const { return renders_.running(); }
+
     // The song shown when Velmo starts without a project: four tracks (drums, bass, pad, bells)
     // looping over four bars at 112 BPM.
     static Project demoProject();
@@ -228,6 +255,8 @@ private:
     void sync();
     void postToEngine(EngineCommand command);
     void refreshMIDILists();
+    void render(double startBeat, std::optional<double> endBeat, double tail, double sampleRate,
+                std::optional<std::filesystem::path> to, MainQueue& mainQueue, RenderCompletion done);
 
     // Selects the first track and the first clip of that track, each nothing if absent.
     void selectTopmost();
@@ -260,6 +289,8 @@ private:
     std::vector<std::string> midiInputs_;
     // Callbacks hold this weakly, so one that arrives after the Studio is gone does nothing.
     std::shared_ptr<Studio*> self_;
+    // Last, so it is destroyed first: the destructor waits here for renders still running.
+    BackgroundTasks renders_;
 };
 
 } // namespace velmo

@@ -41,9 +41,17 @@ const std::string MCPTools::instructions =
 std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     // Registry order is the order agents see in tools/list; new tools go in at their place.
     std::vector<ToolDef> tools;
+    tools.push_back(getProjectTool(registry));
+    tools.push_back(getClipTool(registry));
+    tools.push_back(getTrackTool(registry));
     tools.push_back(describeSynthTool(registry));
     tools.push_back(listPresetsTool(registry));
+    tools.push_back(newProjectTool(registry));
+    tools.push_back(setSongTool(registry));
+    tools.push_back(transportTool(registry));
     tools.push_back(historyTool(registry));
+    tools.push_back(saveProjectTool(registry));
+    tools.push_back(openProjectTool(registry));
     tools.push_back(addTrackTool(registry));
     tools.push_back(updateTrackTool(registry));
     tools.push_back(removeTrackTool(registry));
@@ -65,6 +73,8 @@ std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     tools.push_back(addDrumPatternTool(registry));
     tools.push_back(transformNotesTool(registry));
     tools.push_back(playNotesTool(registry));
+    tools.push_back(analyzeMixTool(registry));
+    tools.push_back(exportAudioTool(registry));
     return tools;
 }
 

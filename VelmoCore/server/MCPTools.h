@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cstddef>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -59,6 +60,13 @@ public:
     // range, modulation, effects, presets and the drum map. With `engine`, only that engine's
     // parameter rows and the shared ones.
     static std::string describe(std::optional<EngineKind> engine);
+
+    // A caller's file path as a location. A non-empty `path` has a leading "~" expanded, is made
+    // absolute, gets "." + `ext` when it has no extension, and has its folder created. Without
+    // one: `fallback` if given, else <name>.<ext> in ~/Music/Velmo/ (created), any "/" of the
+    // project name becoming "-". Throws StudioError when a folder cannot be created.
+    std::filesystem::path resolvePath(const std::optional<std::string>& path,
+                                      const std::optional<std::filesystem::path>& fallback, const std::string& ext);
 
 private:
     Studio& studio_;

@@ -171,3 +171,31 @@ TEST(VelmoInfo, PortFromEnvironmentText) {
     for (const char* bad : {"65536", "-1", " 80", "80 ", "8o", "+", "++1", "1e3", "99999999999999999999"})
         EXPECT_EQ(portFromText(bad), 7341) << bad;
 }
+
+namespace velmo {
+namespace {
+
+TEST(ToolRegistry, AllThirtyFourToolsInOrderWithTheirReadOnlyFlags) {
+    HeadlessMainQueue queue;
+    Studio studio(Project("Untitled", 120));
+    MCPTools tools(studio, queue);
+    const std::vector<std::string> order{
+        "get_project", "get_clip", "get_track", "describe_synth", "list_presets", "new_project", "set_song",
+        "transport", "history", "save_project", "open_project", "add_track", "update_track", "remove_track",
+        "unmute_all", "list_midi_devices", "set_midi_output", "duplicate_track", "set_synth", "add_effect",
+        "update_effect", "remove_effect", "add_clip", "update_clip", "duplicate_clip", "remove_clip", "add_notes",
+        "remove_notes", "add_chords", "add_drum_pattern", "transform_notes", "play_notes", "analyze_mix",
+        "export_audio"};
+    EXPECT_EQ(tools.toolNames(), order);
+    const std::vector<std::string> readOnly{"get_project", "get_clip", "get_track", "describe_synth",
+                                            "list_presets", "list_midi_devices", "analyze_mix"};
+    for (const auto& definition : tools.definitions()) {
+        const std::string name = definition["name"];
+        const bool expected = std::find(readOnly.begin(), readOnly.end(), name) != readOnly.end();
+        EXPECT_EQ(definition["annotations"]["readOnlyHint"], expected) << name;
+        EXPECT_EQ(definition["inputSchema"]["additionalProperties"], false) << name;
+    }
+}
+
+} // namespace
+} // namespace velmo
