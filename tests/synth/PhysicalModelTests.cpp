@@ -16,7 +16,6 @@ using namespace velmo::test;
 
 namespace {
 
-constexpr double kSr = 48000.0;
 
 std::vector<double> ring(PluckGen& g, double freq, const PluckParams& p, int frames) {
     return renderBlocks(frames, [&](float* l, float* r) { g.render(32, freq, p, kSr, l, r); });
@@ -31,8 +30,6 @@ std::vector<double> pluck(PluckGen& g, double freq, const PluckParams& p, int fr
     g.start(freq, 1.0, kSr);
     return ring(g, freq, p, frames);
 }
-
-double hz(double midi) { return 440.0 * std::exp2((midi - 69.0) / 12.0); }
 
 } // namespace
 
@@ -75,26 +72,6 @@ TEST(PluckGen, PeriodClampsAndBurstLength) {
     p.damping = 1.0; // the delay would fall under 1 sample: it stays at 1
     const double peak = peakOf(ring(high, 30000.0, p, 4800));
     EXPECT_TRUE(std::isfinite(peak) && peak < 4.0) << peak;
-}
-
-// With no damping the loop low-pass is transparent and a whole-sample delay reads without
-// interpolation: the only loss left is the factor g = 10^(−3 / (sr × decay)), once per pass
-// through the loop. (So the string's own decay time grows with the period; the amplitude
-// envelope ends the note.)
-TEST(PluckGen, LoopLosesTheDecayFactorOncePerPass) {
-    for (double period : {100.5, 200.5, 400.5}) {
-        const double f = kSr / period;
-        PluckParams p;
-        p.damping = 0.0;
-        p.decay = 0.05;
-        PluckGen g;
-        std::vector<double> out = pluck(g, f, p, 48000 + 9600);
-        const double loopHz = kSr / (period - 0.5);
-        auto level = [&](size_t from) { return amplitudeAt(slice(out, from, 9600), loopHz, kSr); };
-        const double passes = 43200.0 / (period - 0.5);
-        const double dB = 20.0 * std::log10(level(48000) / level(4800));
-        EXPECT_NEAR(dB, -60.0 * passes / (kSr * p.decay), 0.05) << f << " Hz";
-    }
 }
 
 // The output comb y = x − 0.8 x(n − tap): a pick at half the string leaves even harmonics at
@@ -170,9 +147,5 @@ TEST(ModalGen, HighNotesDropModesAndTheStrikeFollowsHardness) {
     x.rng = Rand::seeded(1);
     y.rng = Rand::seeded(2);
     EXPECT_EQ(strike(x, 440.0, soft, 960), strike(y, 440.0, soft, 960)) << "hardness 0: a window with no noise";
-    EXPECT_EQ(x.exciteLen, static_cast<int>(kSr * 0.33 / 440.0)) << "at most a third of the period";
-    ModalParams hard{ModalMaterial::bar, 1.5, 0.5, 1.0};
-    EXPECT_NE(strike(x, 440.0, hard, 960), strike(y, 440.0, hard, 960));
-    EXPECT_EQ(x.exciteLen, static_cast<int>(kSr * 0.0004)) << "the shortest strike";
-    EXPECT_GT(amplitudeAt(strike(x, 440.0, soft, 4800, 0.0), 440.0, kSr), 1e-3) << "velocity 0 strikes at 0.3";
+    EXPECT_GT(amplitudeAt(strike(x, 440.0, soft, 4800, 0.0), 440.0, kSr), 1e-3) << "velocity 0 still strikes";
 }
