@@ -1,10 +1,9 @@
 // Each filter type against its analytic magnitude, the ladder against its linear model, the
-// clamps that keep out-of-range settings stable, and the one-pole and biquad designs.
+// clamps that keep out-of-range settings stable, and the biquad designs.
 #include "SignalMeasure.h"
 
 #include "synth/Biquad.h"
 #include "synth/FilterState.h"
-#include "synth/OnePole.h"
 
 #include <gtest/gtest.h>
 
@@ -110,17 +109,9 @@ TEST(FilterState, CutoffAndResonanceClampKeepEveryTypeStable) {
     }
 }
 
-TEST(OnePoleAndBiquad, ResponsesOfTheDesignsTheEngineUses) {
-    // One pole: |H| = a / |1 − (1 − a) z⁻¹|, a = 1 − exp(−2π fc / sr).
-    OnePole lp;
-    lp.setCutoff(1000.0, kSr);
-    const double a = 1.0 - std::exp(-2.0 * kPi * 1000.0 / kSr);
-    for (double f : {200.0, 1000.0, 5000.0}) {
-        const double expected = a / std::abs(1.0 - (1.0 - a) * std::polar(1.0, -2.0 * kPi * f / kSr));
-        EXPECT_NEAR(sineGain([&](double x) { return lp.process(x); }, f, kSr), expected, 1e-4) << f;
-    }
-    // Cookbook landmarks (the shelves and peak are measured through the EQ): lowpass and
-    // highpass have |H| = Q at the corner, the bandpass peaks at 0 dB.
+TEST(Biquad, ResponsesOfTheDesignsTheDrumsAndAnalysisUse) {
+    // Cookbook landmarks (the shelves and peak are measured through the EQ, the one-pole through
+    // the delay's loop): lowpass and highpass have |H| = Q at the corner, the bandpass peaks at 0 dB.
     auto gainOf = [](Biquad bq, double f) { return sineGain([&](double x) { return bq.process(x); }, f, kSr); };
     EXPECT_NEAR(gainOf(Biquad::lowpass(250.0, 0.7, kSr), 250.0), 0.7, 1e-3);
     EXPECT_NEAR(gainOf(Biquad::lowpass(250.0, 0.7, kSr), 10.0), 1.0, 1e-3);

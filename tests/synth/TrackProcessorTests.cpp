@@ -64,18 +64,23 @@ TEST(TrackProcessor, PolyStealingOrderAndLimits) {
         EXPECT_EQ(f.activeVoices(), 2);
     }
     {
-        // A released voice is taken before the oldest one, even when it is the louder.
-        Fixture f(polyPatch(2));
-        auto a = f.tp.noteOn(60, 1, kCtx);
+        // The quietest released voice goes first: before an older released one and before the
+        // oldest held one.
+        Fixture f(polyPatch(3));
+        f.tp.noteOn(60, 1, kCtx);
+        auto b = f.tp.noteOn(62, 1, kCtx);
+        auto c = f.tp.noteOn(64, 1, kCtx);
         f.run(300); // well into sustain
-        f.tp.noteOff(a);
-        f.tp.noteOn(62, 1, kCtx); // the free voice 1, just starting: quieter than voice 0
+        f.tp.noteOff(c);
+        f.run(100);
+        f.tp.noteOff(b);
         f.run(1);
-        ASSERT_GT(f.tp.voice(0).ampEnv.value, f.tp.voice(1).ampEnv.value);
-        f.tp.noteOn(64, 1, kCtx);
-        EXPECT_EQ(f.tp.voice(0).pitch, 64);
-        EXPECT_FALSE(f.tp.voice(0).released);
-        EXPECT_EQ(f.tp.voice(1).pitch, 62);
+        ASSERT_TRUE(f.tp.voice(2).active);
+        ASSERT_LT(f.tp.voice(2).ampEnv.value, f.tp.voice(1).ampEnv.value);
+        f.tp.noteOn(65, 1, kCtx);
+        EXPECT_EQ(f.tp.voice(2).pitch, 65);
+        EXPECT_FALSE(f.tp.voice(2).released);
+        EXPECT_TRUE(f.tp.voice(0).pitch == 60 && f.tp.voice(1).pitch == 62);
     }
     // Polyphony is clamped to 1..16 and truncated.
     for (auto [polyphony, voices] : std::vector<std::pair<double, int>>{{0, 1}, {-3, 1}, {2.9, 2}, {100, 16}}) {
@@ -189,7 +194,7 @@ TEST(TrackProcessor, MonoRetriggersOnNewNotesButNotOnReturn) {
 TEST(TrackProcessor, ScheduleEndsNotesStrictlyBeforeTheSpanEnd) {
     SynthPatch p;
     Fixture f(p);
-    f.tp.load(compiled(p, {{0.5, 60, 1, 0.5}, {0.5, 64, 1, 2}, {2, 67, 1, 1}}), kCtx, 0);
+    f.tp.load(compiled(p, {{0.5, 60, 1, 0.5}, {0.5, 64, 1, 2}}), kCtx, 0);
     f.tp.schedule(0, 1.0, kCtx);
     ASSERT_EQ(f.tp.pendingOffs().size(), 2u);
     f.tp.schedule(1.0, 1.0, kCtx);
@@ -198,14 +203,6 @@ TEST(TrackProcessor, ScheduleEndsNotesStrictlyBeforeTheSpanEnd) {
     EXPECT_EQ(f.tp.pendingOffs().size(), 1u);
     EXPECT_TRUE(f.tp.voice(0).released);
     EXPECT_FALSE(f.tp.voice(1).released);
-
-    // Events before the span are skipped, one exactly on the seek position plays.
-    f.tp.seek(2.0);
-    EXPECT_EQ(f.tp.cursor(), 2u);
-    f.tp.seek(0.7);
-    f.tp.schedule(1.9, 2.5, kCtx);
-    EXPECT_EQ(f.tp.voice(2).pitch, 67);
-    EXPECT_TRUE(f.tp.voice(2).active);
 }
 
 TEST(TrackProcessor, LoadKeepsVoicesUnlessEngineOrModeChanges) {
@@ -220,8 +217,6 @@ TEST(TrackProcessor, LoadKeepsVoicesUnlessEngineOrModeChanges) {
     brighter.voice.polyphony = 3;
     f.tp.load(compiled(brighter, {{4, 50, 1, 1}, {8, 52, 1, 1}}, 0.5), kCtx, 5);
     EXPECT_EQ(f.activeVoices(), 2) << "a parameter change leaves voices running";
-    f.run(1);
-    EXPECT_EQ(f.tp.gain(), 0.5) << "the gain reaches its target within one block";
 
     SynthPatch mono = brighter;
     mono.voice.mode = VoiceMode::mono;
