@@ -12,60 +12,35 @@ namespace {
 
 using namespace velmo::testing;
 
-TEST(DriveFX, ShapesByNormalisedTanhThenTone) {
-    const double sr = 48000;
+TEST(DriveFX, ShapesByNormalisedTanhThenLevelAndMix) {
     // DC settles through the tone pole unchanged, so a constant shows the shaper alone.
     struct Case { double drive, level, mix, in, out; };
     const double pre = 0.5 * 30 + 1;
     for (const Case& c : std::vector<Case>{
              {0.5, 0, 1, 1.0, 1.0},                                            // full scale stays full scale
-             {0.5, -6, 1, 1.0, std::pow(10, -6 / 20.0)},                     // then the level
+             {0.5, -6, 1, 1.0, std::pow(10, -6 / 20.0)},
              {0.5, 0, 1, 0.05, std::tanh(pre * 0.05) / std::tanh(pre)},
              {0, 0, 1, 0.5, std::tanh(0.5) / std::tanh(1.0)},                 // drive 0 is no bypass
              {0.5, 0, 0.5, -0.2, -0.2 + 0.5 * (-std::tanh(pre * 0.2) / std::tanh(pre) + 0.2)}}) {
-        FX fx(EffectKind::drive, sr, {{"drive", c.drive}, {"level", c.level}, {"mix", c.mix}, {"tone", 1}});
+        FX fx(EffectKind::drive, 48000, {{"drive", c.drive}, {"level", c.level}, {"mix", c.mix}, {"tone", 1}});
         Stereo s = fx.run(constant(4800, static_cast<float>(c.in)));
         EXPECT_NEAR(s.left.back(), c.out, 1e-6) << "drive " << c.drive << " level " << c.level << " in " << c.in;
         EXPECT_EQ(s.left.back(), s.right.back());
     }
-
-    // Tone 0 puts the pole at 800 Hz: a tiny Nyquist signal (where tanh is linear) comes out
-    // scaled by the pole's gain there, a / (2 - a).
-    FX dark(EffectKind::drive, sr, {{"drive", 0}, {"tone", 0}});
-    Stereo alt(4800);
-    for (std::size_t i = 0; i < alt.size(); ++i) alt.left[i] = alt.right[i] = (i % 2 ? -1e-3f : 1e-3f);
-    dark.run(alt);
-    const double a = 1 - std::exp(-2 * std::numbers::pi * 800 / sr);
-    EXPECT_NEAR(std::fabs(alt.left.back()), std::tanh(1e-3) / std::tanh(1.0) * a / (2 - a), 1e-8);
-    EXPECT_EQ(alt.right, alt.left) << "both sides share the tone";
 }
 
 TEST(BitcrushFX, QuantisesToLevelsAndHoldsAcrossBlocks) {
     Stereo ramp(400);
     for (std::size_t i = 0; i < ramp.size(); ++i) ramp.left[i] = ramp.right[i] = -1.0f + 2.0f * float(i) / 399.0f;
-
-    // One bit: the values -1, 0 and 1 only.
-    Stereo one = ramp;
+    Stereo one = ramp; // one bit: the values -1, 0 and 1 only
     FX(EffectKind::bitcrush, 48000, {{"bits", 1}, {"downsample", 1}, {"mix", 1}}).run(one);
     EXPECT_EQ(std::set<float>(one.left.begin(), one.left.end()), (std::set<float>{-1, 0, 1}));
-
     // Three bits, a hold of 4 frames run in blocks of 3: each quarter step taken on frames 0, 4,
-    // 8... and held through block boundaries. "downsample" 0.4 rounds to 0 and acts as 1.
+    // 8... and held through block boundaries.
     Stereo held = ramp;
     FX(EffectKind::bitcrush, 48000, {{"bits", 3}, {"downsample", 4}, {"mix", 1}}).run(held, 3);
-    Stereo every = ramp;
-    FX(EffectKind::bitcrush, 48000, {{"bits", 3}, {"downsample", 0.4}, {"mix", 1}}).run(every, 5);
-    for (std::size_t i = 0; i < ramp.size(); ++i) {
-        const float taken = ramp.left[i - i % 4];
-        ASSERT_EQ(held.left[i], std::round(taken * 4) / 4) << "frame " << i;
-        ASSERT_EQ(every.left[i], std::round(ramp.left[i] * 4) / 4) << "frame " << i;
-    }
-    // Halves round away from zero, symmetrically.
-    Stereo halves(2);
-    halves.left = {0.125f, -0.125f};
-    halves.right = halves.left;
-    FX(EffectKind::bitcrush, 48000, {{"bits", 3}, {"downsample", 1}, {"mix", 1}}).run(halves);
-    EXPECT_EQ(halves.left, (std::vector<float>{0.25f, -0.25f}));
+    for (std::size_t i = 0; i < ramp.size(); ++i)
+        ASSERT_EQ(held.left[i], std::round(ramp.left[i - i % 4] * 4) / 4) << "frame " << i;
 }
 
 TEST(EQFX, MagnitudesMatchTheShelvesAndPeak) {
@@ -94,20 +69,8 @@ TEST(EQFX, MagnitudesMatchTheShelvesAndPeak) {
         Stereo s = eq.run(sine(2 * second, c.hz, c.sr));
         EXPECT_NEAR(db(amplitudeAt(s.right, second, second, c.hz, c.sr) / 0.5),
                     prototypeDb(c.band, c.gainDb, c.f0, c.hz, c.sr), 0.02)
-            << "band " << c.band << " at " << c.gainDb << " dB, " << c.sr << " Hz, measured at " << c.hz << " Hz";
+            << name << " at " << c.gainDb << " dB, " << c.sr << " Hz, measured at " << c.hz << " Hz";
     }
-
-    // A band within 0.01 dB is skipped: 0.005 dB leaves the signal bit for bit.
-    Stereo in = sine(4800, 100, 48000);
-    Stereo out = in;
-    FX(EffectKind::eq, 48000, {{"low", 0.005}, {"mid", -0.01}, {"high", 0.01}}).run(out);
-    EXPECT_EQ(out.left, in.left);
-    // "midFreq" below 10 Hz acts as 10 Hz.
-    Stereo at5 = in, at10 = in;
-    FX(EffectKind::eq, 48000, {{"mid", 12}, {"midFreq", 5}}).run(at5);
-    FX(EffectKind::eq, 48000, {{"mid", 12}, {"midFreq", 10}}).run(at10);
-    EXPECT_EQ(at5.left, at10.left);
-    EXPECT_NE(at5.left, in.left);
 }
 
 TEST(CompressorFX, StaticCurveIsAHardKneeWithMakeup) {
@@ -120,8 +83,7 @@ TEST(CompressorFX, StaticCurveIsAHardKneeWithMakeup) {
         Stereo s = constant(48000, in);
         s.right.assign(s.size(), -0.5f * in); // the louder side leads the detector
         comp.run(s);
-        const double over = std::max(0.0, c.inDb - c.threshold);
-        const double expectDb = c.inDb - over * (1 - 1 / c.ratio) + c.makeup;
+        const double expectDb = c.inDb - std::max(0.0, c.inDb - c.threshold) * (1 - 1 / c.ratio) + c.makeup;
         EXPECT_NEAR(db(s.left.back()), expectDb, 1e-4) << "threshold " << c.threshold << " ratio " << c.ratio;
         EXPECT_NEAR(s.right.back() / s.left.back(), -0.5, 1e-6) << "one gain for both sides";
     }
@@ -134,13 +96,10 @@ TEST(CompressorFX, EnvelopeAttacksAndReleasesWithItsTimeConstants) {
     FX comp(EffectKind::compressor, sr,
             {{"threshold", -60}, {"ratio", 2}, {"makeup", 0}, {"attack", attackMs}, {"release", releaseMs}});
     auto envelope = [](float in, float out) { return std::pow(10, (-60 + 2 * -db(out / in)) / 20); };
-
     Stereo loud = comp.run(constant(24000, 1.0f));
     const double a = std::exp(-1 / (attackMs * 0.001 * sr));
     for (std::size_t n : {0u, 100u, 479u, 1500u})
         EXPECT_NEAR(envelope(1.0f, loud.left[n]), 1 - std::pow(a, n + 1), 1e-5) << "attack, frame " << n;
-    EXPECT_NEAR(envelope(1.0f, loud.left[479]), 1 - std::exp(-1.0), 1e-3) << "63% after the attack time";
-
     const float quiet = 0.001f; // at the threshold, so the falling envelope stays above it
     Stereo fall = comp.run(constant(24000, quiet));
     const double r = std::exp(-1 / (releaseMs * 0.001 * sr));
@@ -148,11 +107,10 @@ TEST(CompressorFX, EnvelopeAttacksAndReleasesWithItsTimeConstants) {
         EXPECT_NEAR(envelope(quiet, fall.left[n]), quiet + (1 - quiet) * std::pow(r, n + 1), 1e-5)
             << "release, frame " << n;
 
-    // Silence takes the envelope down to the -180 dB branch: no reduction at any threshold.
+    // After silence the detector sits on its floor (no log of zero): a tiny input passes as is.
     FX floor(EffectKind::compressor, sr, {{"threshold", -60}, {"ratio", 20}, {"makeup", 0}, {"release", 10}});
     floor.run(constant(48000, 0.0f));
-    Stereo tiny = floor.run(constant(1, 1e-12f));
-    EXPECT_EQ(tiny.left[0], 1e-12f);
+    EXPECT_EQ(floor.run(constant(1, 1e-12f)).left[0], 1e-12f);
 }
 
 } // namespace

@@ -1,9 +1,11 @@
 // What every processor promises the engine: "mix" 0 (or flat settings) passes the input bit
-// for bit, a call of 0 frames and a repeated update change nothing, and a processor kept across
-// a load carries its tail on.
+// for bit, each parameter is read, a call of 0 frames and a repeated update change nothing, a
+// processor is kept across a load by id and kind and carries its tail on, and the master chain
+// stays under the limiter however loud its effects are set.
 #include "FXRig.h"
 
 #include "effects/EffectChain.h"
+#include "engine/EngineCore.h"
 
 #include <gtest/gtest.h>
 
@@ -42,19 +44,13 @@ TEST(EffectProcessor, MixZeroOrFlatSettingsPassTheInputUnchanged) {
     const Stereo in = programme(6000, 48000);
     for (EffectKind kind : allCases<EffectKind>()) {
         auto params = lively(kind);
-        if (kind == EffectKind::eq) params = {{"low", 0}, {"mid", 0}, {"high", 0}};
+        if (kind == EffectKind::eq) params = {{"low", 0.005}, {"mid", 0}, {"high", -0.01}}; // within 0.01 dB is flat
         else if (kind == EffectKind::compressor) params = {{"threshold", -60}, {"ratio", 1}, {"makeup", 0}};
         else params["mix"] = 0;
         Stereo out = FX(kind, 48000, params).run(Stereo(in));
         EXPECT_EQ(out.left, in.left) << toString(kind);
         EXPECT_EQ(out.right, in.right) << toString(kind);
     }
-    // The reverb's lines fill even at mix 0: raising the mix reveals the tail.
-    FX reverb(EffectKind::reverb, 48000, {{"mix", 0}});
-    reverb.run(Stereo(in));
-    reverb.set({{"mix", 1}});
-    Stereo tail = reverb.run(Stereo(2000));
-    EXPECT_GT(*std::max_element(tail.left.begin(), tail.left.end()), 0.01f);
 }
 
 TEST(EffectProcessor, EveryParameterIsReadByItsName) {
@@ -94,10 +90,36 @@ TEST(EffectProcessor, ZeroFramesAndRepeatedUpdatesChangeNothing) {
     }
 }
 
-TEST(EffectProcessor, AReverbKeptAcrossALoadRingsOnAtItsNewSize) {
-    // Changing "size" changes only what the combs write from now on, so the output stays that of
-    // an untouched twin for exactly one pass of the shortest comb, 1116 frames at 44.1 kHz, and
-    // then follows the new feedback: the tail is neither cut nor restarted.
+TEST(EffectChain, KeepsProcessorsByIdAndKind) {
+    const RenderContext ctx{48000, 120};
+    EffectChain chain;
+    chain.load(std::vector<EffectSlot>{{"fx1", EffectKind::delay, true, {}}, {"fx2", EffectKind::reverb, true, {}},
+                                       {"fx3", EffectKind::eq, true, {}}},
+               48000, ctx);
+    const std::vector<EffectSlot> moved{{"fx2", EffectKind::reverb, false, {}}, {"fx1", EffectKind::delay, true, {}},
+                                        {"fx3", EffectKind::chorus, true, {}}, {"fx4", EffectKind::drive, true, {}}};
+    EffectProcessor* delay = chain.entries()[0].proc.get();
+    EffectProcessor* reverb = chain.entries()[1].proc.get();
+    EffectProcessor* eq = chain.entries()[2].proc.get();
+    chain.load(moved, 48000, ctx); // reordered, fx2 disabled, fx3 a new kind under the same id, fx4 new
+    const auto& e = chain.entries();
+    ASSERT_EQ(e.size(), 4u);
+    EXPECT_EQ(e[0].proc.get(), reverb) << "a moved slot keeps its processor";
+    EXPECT_FALSE(e[0].enabled) << "a disabled slot stays in the chain";
+    EXPECT_EQ(e[1].proc.get(), delay);
+    EXPECT_NE(e[2].proc.get(), eq) << "a kind change under one id gets a fresh processor";
+    EXPECT_EQ(e[2].kind, EffectKind::chorus);
+    EXPECT_TRUE(e[3].proc);
+    // Two slots with one id (a hand-edited file) do not share a processor.
+    chain.load(std::vector{moved[1], moved[1]}, 48000, ctx);
+    EXPECT_EQ(chain.entries()[0].proc.get(), delay);
+    EXPECT_NE(chain.entries()[1].proc.get(), delay);
+}
+
+TEST(EffectChain, AReverbKeptAcrossALoadRingsOnAtItsNewSize) {
+    // The new size only changes what the combs write from now on: the output stays that of an
+    // untouched twin for one pass of the shortest comb (1116 frames at 44.1 kHz), then rings
+    // longer. The tail is neither cut nor restarted.
     const double sr = 44100;
     EffectChain edited, twin;
     const std::vector<EffectSlot> before{slotOf(EffectKind::reverb, {{"size", 0.5}, {"mix", 1}})};
@@ -106,21 +128,51 @@ TEST(EffectProcessor, AReverbKeptAcrossALoadRingsOnAtItsNewSize) {
     Stereo burst = programme(4000, sr), burst2 = burst, a(32 * 940), b(32 * 940);
     edited.process(burst.left.data(), burst.right.data(), 4000);
     twin.process(burst2.left.data(), burst2.right.data(), 4000);
-    const EffectProcessor* kept = edited.entries()[0].proc.get();
     edited.load(std::vector{slotOf(EffectKind::reverb, {{"size", 0.95}, {"mix", 1}})}, sr, {sr, 120});
-    ASSERT_EQ(edited.entries()[0].proc.get(), kept);
     for (std::size_t at = 0; at < a.size(); at += 32) {
         edited.process(a.left.data() + at, a.right.data() + at, 32);
         twin.process(b.left.data() + at, b.right.data() + at, 32);
     }
     for (std::size_t i = 0; i < 1116; ++i) ASSERT_EQ(a.left[i], b.left[i]) << "frame " << i << " after the load";
     EXPECT_NE(a.left[1116], b.left[1116]);
-    auto lateEnergy = [](const std::vector<float>& x) {
-        double e = 0;
-        for (std::size_t i = 20000; i < x.size(); ++i) e += double(x[i]) * x[i];
-        return e;
-    };
-    EXPECT_GT(lateEnergy(a.left), 10 * lateEnergy(b.left)) << "the larger size rings longer";
+    double lateA = 0, lateB = 0;
+    for (std::size_t i = 20000; i < a.size(); ++i) lateA += double(a.left[i]) * a.left[i], lateB += double(b.left[i]) * b.left[i];
+    EXPECT_GT(lateA, 10 * lateB) << "the larger size rings longer";
+}
+
+TEST(MasterChain, EffectsAtTheirLoudestStayUnderTheLimiterCeiling) {
+    Project p("Loud", 120);
+    p.loopEnabled = false;
+    Track lead("t1", "Lead", 0, SynthPatch{});
+    lead.volumeDb = 0;
+    Clip clip;
+    clip.id = "c1";
+    clip.length = 4;
+    for (int pitch : {36, 48, 55, 60, 64, 67, 72}) clip.notes.push_back(Note{pitch, 0, 3, 1.0});
+    lead.clips.push_back(clip);
+    p.tracks.push_back(lead);
+    for (EffectKind kind : allCases<EffectKind>()) { // every parameter at its loudest: the top, but ratio 1
+        std::map<std::string, double> top;
+        for (const auto& spec : EffectCatalog::specs(kind)) top[std::string(spec.name)] = spec.name == "ratio" ? spec.min : spec.max;
+        p.masterEffects.push_back(EffectSlot{"fx" + std::to_string(p.masterEffects.size() + 10), kind, true, top});
+    }
+    EngineCore core(48000);
+    core.handle(EngineCommand::load(CompiledProject(p)));
+    ASSERT_EQ(core.masterEffects().entries().size(), p.masterEffects.size());
+    core.handle(EngineCommand::play());
+    core.resetAnalysis();
+    std::vector<float> left(512), right(512);
+    float peak = 0;
+    for (int callback = 0; callback < 48000 * 4 / 512; ++callback) {
+        core.render(512, left.data(), right.data(), 0);
+        for (std::size_t i = 0; i < left.size(); ++i) {
+            ASSERT_TRUE(std::isfinite(left[i]) && std::isfinite(right[i])) << "callback " << callback;
+            peak = std::max({peak, std::fabs(left[i]), std::fabs(right[i])});
+        }
+    }
+    EXPECT_LE(peak, 0.966f) << "the limiter comes after the master effects";
+    EXPECT_GT(peak, 0.9f);
+    EXPECT_GT(core.analysisResult().clippedSamples, 48000) << "the effects drove the bus far over full scale";
 }
 
 } // namespace

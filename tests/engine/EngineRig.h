@@ -40,10 +40,19 @@ inline Project projectOf(std::vector<Track> tracks, double tempo = kTempo) {
     return p;
 }
 
+// One track "t1" with one clip "c1" of `clipLength` beats from beat 0.
+inline Project songOf(double clipLength, std::vector<Note> notes) {
+    return projectOf({trackOf("t1", {clipOf("c1", 0, clipLength, std::move(notes))})});
+}
+
 struct Rig {
     explicit Rig(double rate = kRate) : core(rate) {}
 
     void load(const Project& p) { core.handle(EngineCommand::load(CompiledProject(p))); }
+    void play(const Project& p) {
+        load(p);
+        core.handle(EngineCommand::play());
+    }
 
     // Renders `frames` more frames in device callbacks of `callback` frames.
     void render(int frames, int callback = 32) {

@@ -1,7 +1,9 @@
-// Offline renders read back with libsndfile: frame counts from beats and tail, the loop and MIDI
-// routes ignored, the limiter's ceiling in the file, the analysis agreeing with the file.
+// Offline renders and the WAV writer, read back with libsndfile as an independent reader: frame
+// counts from beats and tail, the loop and MIDI routes ignored, the limiter's ceiling in the file,
+// the analysis agreeing with the file, and 24-bit samples that clip instead of wrapping.
 #include "EngineRig.h"
 #include "engine/OfflineRenderer.h"
+#include "engine/WavWriter.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -9,6 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <system_error>
 
 namespace velmo {
@@ -60,26 +63,22 @@ TEST(OfflineRenderer, WritesTheSpanAndTailAndMeasuresThem) {
     EXPECT_EQ(r.info.samplerate, 48000);
     EXPECT_EQ(r.info.channels, 2);
     EXPECT_EQ(r.info.frames, 96000 + 24000);
-    EXPECT_EQ(std::filesystem::file_size(path), 44u + 6u * 120000u);
+    EXPECT_EQ(std::filesystem::file_size(path), 44u + 6u * 120000u) << "a canonical 44-byte header";
     EXPECT_DOUBLE_EQ(a.seconds, 2.5);
-
     EXPECT_GT(peakOf(r, 0, 24000), 0.01f) << "beat 4 sounds";
     EXPECT_GT(peakOf(r, 48000, 60000), 0.01f) << "beat 6 sounds: the loop 4..5 did not wrap";
     EXPECT_GT(peakOf(r, 96000, 96000 + 2400), 0.01f) << "the note held at the end rings into the tail";
     // The ceiling holds in the file to the 24-bit step (0.966f itself quantises half a step up).
     EXPECT_LE(peakOf(r, 0, 120000), 0.966f + 1.0f / 8388608);
-    // The analysis measures the same output the file holds, to 24-bit precision.
-    EXPECT_NEAR(a.peakDb, 20 * std::log10(peakOf(r, 0, 120000)), 0.001);
+    EXPECT_NEAR(a.peakDb, 20 * std::log10(peakOf(r, 0, 120000)), 0.001) << "the analysis measures the file's output";
     ASSERT_EQ(a.tracks.size(), 2u);
-    EXPECT_EQ(a.tracks[1].id, "t2");
     EXPECT_GT(a.tracks[1].peakDb, -60) << "a track routed to MIDI plays its synth in a render";
-    EXPECT_GT(a.lowRmsDb, -180);
     EXPECT_EQ(a.clippedSamples, 0);
     std::filesystem::remove(path);
 }
 
 TEST(OfflineRenderer, EmptySpanGivesAHeaderOnlyFileAndSilence) {
-    Project p = projectOf({trackOf("t1", {clipOf("c1", 0, 4, {{60, 0, 1, 1}})})});
+    Project p = songOf(4, {{60, 0, 1, 1}});
     auto path = tempPath("empty.wav");
     { std::ofstream(path) << "an older file at the path is replaced"; }
     MixAnalysis a = OfflineRenderer::render(p, 8, 4, 0, 48000, path);
@@ -87,18 +86,54 @@ TEST(OfflineRenderer, EmptySpanGivesAHeaderOnlyFileAndSilence) {
     EXPECT_EQ(readBack(path).info.frames, 0);
     EXPECT_EQ(a.seconds, 0.0);
     EXPECT_EQ(a.peakDb, -180.0);
-    EXPECT_EQ(a.rmsDb, -180.0);
     EXPECT_EQ(a.highRmsDb, -180.0);
     ASSERT_EQ(a.tracks.size(), 1u);
     EXPECT_EQ(a.tracks[0].rmsDb, -180.0);
     std::filesystem::remove(path);
-
     // Measuring only, at another rate: frames follow the rate, not a device.
     MixAnalysis m = OfflineRenderer::render(p, 0, 1, 0, 44100);
     EXPECT_DOUBLE_EQ(m.seconds, 22050 / 44100.0);
     EXPECT_GT(m.rmsDb, -60);
+}
 
-    EXPECT_THROW(OfflineRenderer::render(p, 0, 1, 0, 48000, tempPath("missing-dir") / "x.wav"), std::system_error);
+TEST(WavWriter, SamplesReadBackExactlyAndClipInsteadOfWrapping) {
+    const std::vector<float> left{0.0f, 0.5f, -0.5f, 1.0f, -1.0f, 1.5f, -3.0f, 1e-7f, std::numeric_limits<float>::quiet_NaN()};
+    const std::vector<float> right{0.1f, -0.1f, 0.999f, -0.999f, 0.0f, 0.75f, 2.0f, -1e-7f, -0.25f};
+    const std::vector<int> expectedLeft{0, 4194304, -4194304, 8388607, -8388608, 8388607, -8388608, 1, -8388608};
+    auto path = tempPath("samples.wav");
+    {
+        WavWriter writer(path, 44100);
+        writer.write(left.data(), right.data(), 4);
+        writer.write(left.data() + 4, right.data() + 4, left.size() - 4); // two writes make one stream
+        writer.close();
+    }
+    SF_INFO info{};
+    SNDFILE* sf = sf_open(path.c_str(), SFM_READ, &info);
+    ASSERT_NE(sf, nullptr) << sf_strerror(nullptr);
+    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_PCM_24);
+    EXPECT_EQ(info.samplerate, 44100);
+    ASSERT_EQ(info.frames, static_cast<sf_count_t>(left.size()));
+    std::vector<int> read(left.size() * 2);
+    sf_readf_int(sf, read.data(), info.frames);
+    sf_close(sf);
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        // libsndfile widens 24-bit samples to the top of an int; full scale and NaN must not wrap.
+        EXPECT_EQ(read[2 * i] / 256, expectedLeft[i]) << "left frame " << i;
+        EXPECT_NEAR(read[2 * i + 1] / 2147483648.0, std::clamp(right[i], -1.0f, 1.0f), 1.5 / 8388608) << "right frame " << i;
+    }
+    std::filesystem::remove(path);
+
+    { WavWriter empty(path, 48000); } // the destructor closes and patches the header
+    EXPECT_EQ(readBack(path).info.frames, 0);
+    std::filesystem::remove(path);
+    auto bad = tempPath("no-such-dir") / "x.wav";
+    try {
+        WavWriter writer(bad, 48000);
+        FAIL() << "opening inside a missing directory must throw";
+    } catch (const std::system_error& e) {
+        EXPECT_NE(std::string(e.what()).find(bad.string()), std::string::npos) << e.what();
+    }
+    EXPECT_THROW(OfflineRenderer::render(songOf(1, {}), 0, 1, 0, 48000, bad), std::system_error);
 }
 
 } // namespace

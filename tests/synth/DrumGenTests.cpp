@@ -1,3 +1,5 @@
+// The drum kit: which piece each note plays, the kick's closed form, hit lengths and velocity,
+// the open hat's choke, and a hit (not the envelope) ending its voice.
 #include "SignalMeasure.h"
 
 #include "synth/DrumGen.h"
@@ -10,11 +12,10 @@
 #include <vector>
 
 using namespace velmo;
+using namespace velmo::test;
 using P = DrumPiece;
 
 namespace {
-
-constexpr double kSr = 48000.0;
 
 std::vector<double> hit(DrumGen& g, const DrumParams& p, int blocks) {
     return test::renderBlocks(blocks * 32, [&](float* l, float* r) { g.render(32, p, kSr, l, r); });
@@ -93,11 +94,6 @@ TEST(DrumGen, HitsEndByTheirLengthAndVelocityScales) {
         for (size_t i = 0; i < a.size(); ++i) ASSERT_NEAR(b[i], 0.25 * a[i], 1e-6) << "note " << note;
         EXPECT_GT(test::peakOf(a), 0.05) << "note " << note << " sounds";
     }
-    DrumGen crash, ride;
-    crash.start(49, 1.0, d, kSr);
-    ride.start(51, 1.0, d, kSr);
-    EXPECT_EQ(hit(crash, d, 1)[0], 0.0) << "the crash rises from silence over its first millisecond";
-    EXPECT_NE(hit(ride, d, 1)[0], 0.0) << "the ride starts at full level";
 }
 
 // The track processor sets `choking` on a ringing open hat when a closed or pedal hat starts;

@@ -1,3 +1,5 @@
+// The FM engine: every algorithm's wiring heard operator by operator, the algorithm clamp, the
+// modulation amount against feedback, and the operator envelopes.
 #include "SignalMeasure.h"
 
 #include "synth/FMGen.h"
@@ -9,11 +11,10 @@
 #include <vector>
 
 using namespace velmo;
-using test::amplitudeAt;
+using namespace velmo::test;
 
 namespace {
 
-constexpr double kSr = 48000.0;
 constexpr double kF = 500.0; // 4800 samples hold whole cycles of it and its multiples
 
 // The wiring as designed, independent of the generator's table: for each algorithm, the
@@ -90,11 +91,9 @@ TEST(FMGen, AlgorithmNumberIsClampedAndTruncated) {
         p.algorithm = algorithm;
         return run(p, 1000).mix;
     };
-    EXPECT_EQ(mixOf(0.5), mixOf(1.0));
-    EXPECT_EQ(mixOf(-4.0), mixOf(1.0));
-    EXPECT_EQ(mixOf(2.7), mixOf(2.0));
-    EXPECT_NE(mixOf(2.7), mixOf(3.0));
-    EXPECT_EQ(mixOf(8.9), mixOf(8.0));
+    for (auto [given, used] : {std::pair{0.5, 1.0}, {-4.0, 1.0}, {2.7, 2.0}, {8.9, 8.0}})
+        EXPECT_EQ(mixOf(given), mixOf(used)) << "algorithm " << given << " plays as " << used;
+    EXPECT_NE(mixOf(2.0), mixOf(3.0));
 }
 
 TEST(FMGen, ModulationAmountScalesDepthsButNotFeedback) {
@@ -107,7 +106,6 @@ TEST(FMGen, ModulationAmountScalesDepthsButNotFeedback) {
     ModValues off;
     off.fmAmount = -1.3;
     EXPECT_EQ(run(p, 2000, off).mix, run(none, 2000).mix) << "fmAmount −1 or lower removes all modulation";
-    EXPECT_GT(amplitudeAt(run(p).mix, 2 * kF, kSr), 0.05) << "with its modulator the carrier has harmonics";
 
     ModValues twice;
     twice.fmAmount = 1.0;
@@ -118,14 +116,9 @@ TEST(FMGen, ModulationAmountScalesDepthsButNotFeedback) {
 
     FMParams lone = quiet(8);
     lone.ops[3].level = 1.0;
-    EXPECT_LT(amplitudeAt(run(lone).mix, 2 * kF, kSr), 1e-3) << "feedback 0: operator 4 is a plain sine";
     lone.feedback = 1.0;
     EXPECT_GT(amplitudeAt(run(lone).mix, 2 * kF, kSr), 0.01) << "feedback gives operator 4 harmonics";
     EXPECT_EQ(run(lone, 2000, off).mix, run(lone, 2000).mix) << "fmAmount leaves the feedback alone";
-
-    FMParams four = quiet(8);
-    for (FMOperator& o : four.ops) o.level = 1.0;
-    EXPECT_NEAR(amplitudeAt(run(four).mix, kF, kSr), 2.0, 1e-3) << "four carriers in phase, scaled by 1/2";
 }
 
 TEST(FMGen, OperatorEnvelopes) {

@@ -1,8 +1,9 @@
+// Each filter type against its analytic magnitude, the ladder against its linear model, the
+// clamps that keep out-of-range settings stable, and the biquad designs.
 #include "SignalMeasure.h"
 
 #include "synth/Biquad.h"
 #include "synth/FilterState.h"
-#include "synth/OnePole.h"
 
 #include <gtest/gtest.h>
 
@@ -11,12 +12,11 @@
 #include <numbers>
 
 using namespace velmo;
-using test::sineGain;
+using namespace velmo::test;
 using cd = std::complex<double>;
 
 namespace {
 
-constexpr double kSr = 48000.0;
 constexpr double kPi = std::numbers::pi;
 
 // The bilinear image of the analog prototype, prewarped at the cutoff: Ω = tan(πf/sr) / tan(πfc/sr).
@@ -56,12 +56,6 @@ double filterGain(FilterType type, double freq, double cutoff, double res, doubl
     return sineGain([&](double x) { return state.process(x, type, c); }, freq, kSr, amplitude);
 }
 
-bool sameCoefs(const FilterCoefs& a, const FilterCoefs& b) {
-    return a.k == b.k && a.g1 == b.g1 && a.g2 == b.g2 && a.g3 == b.g3 && a.h1 == b.h1 && a.h2 == b.h2 &&
-           a.h3 == b.h3 && a.ladderIn == b.ladderIn && a.ladderFb == b.ladderFb &&
-           a.ladderOneMinusF == b.ladderOneMinusF && a.ladderGain == b.ladderGain;
-}
-
 } // namespace
 
 TEST(FilterState, StateVariableResponsesMatchTheAnalyticMagnitude) {
@@ -75,8 +69,6 @@ TEST(FilterState, StateVariableResponsesMatchTheAnalyticMagnitude) {
                 EXPECT_NEAR(measured, expected, 1e-3 + 1e-3 * expected)
                     << toString(type) << " res " << res << " at " << freq << " Hz";
             }
-    EXPECT_NEAR(filterGain(FilterType::bandpass, 1000.0, 1000.0, 0.9), 1.0, 1e-3) << "bandpass peak near unity";
-    EXPECT_LT(filterGain(FilterType::notch, 1000.0, 1000.0, 0.0), 1e-3);
     FilterState untouched;
     FilterCoefs offCoefs = FilterState::coefs(FilterType::off, 50.0, 1.0, kSr);
     for (double x : {0.7, -0.2, 1e-3}) EXPECT_EQ(untouched.process(x, FilterType::off, offCoefs), x) << "off passes the input";
@@ -89,7 +81,6 @@ TEST(FilterState, LadderResponseMatchesItsLinearModel) {
             double measured = filterGain(FilterType::ladder, freq, 2000.0, res, 1e-3);
             EXPECT_NEAR(measured, expected, 1e-3 * expected + 1e-5) << "res " << res << " at " << freq << " Hz";
         }
-    EXPECT_NEAR(ladderMagnitude(10.0, 2000.0, 0.0), 1.0, 1e-3) << "unity pass band at no resonance";
 
     // The tanh in the feedback bounds a loud self-oscillating ladder.
     FilterState s;
@@ -100,73 +91,37 @@ TEST(FilterState, LadderResponseMatchesItsLinearModel) {
     EXPECT_LT(peak, 10.0);
 }
 
-TEST(FilterState, CoefficientClamps) {
-    for (FilterType type : {FilterType::lowpass24, FilterType::ladder, FilterType::notch}) {
-        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 5.0, 0.3, kSr), FilterState::coefs(type, 16.0, 0.3, kSr)))
-            << toString(type) << ": cutoff floors at 16 Hz";
-        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 30000.0, 0.3, kSr), FilterState::coefs(type, 21600.0, 0.3, kSr)))
-            << toString(type) << ": cutoff ceiling at 0.45 x sr";
-        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 800.0, 1.7, kSr), FilterState::coefs(type, 800.0, 1.0, kSr)));
-        EXPECT_TRUE(sameCoefs(FilterState::coefs(type, 800.0, -3.0, kSr), FilterState::coefs(type, 800.0, 0.0, kSr)));
+TEST(FilterState, CutoffAndResonanceClampKeepEveryTypeStable) {
+    // Out-of-range settings (a hand-edited file, a modulation overshoot) act as the nearest
+    // valid one: identical output to 16 Hz, 0.45 × sr, resonance 0 and 1.
+    for (FilterType type : allCases<FilterType>()) {
+        auto response = [&](double cutoff, double res) {
+            FilterState s;
+            const FilterCoefs c = FilterState::coefs(type, cutoff, res, kSr);
+            std::vector<double> out;
+            for (int i = 0; i < 256; ++i) out.push_back(s.process(i == 0 ? 1.0 : 0.0, type, c));
+            return out;
+        };
+        EXPECT_EQ(response(5.0, 0.3), response(16.0, 0.3)) << toString(type) << ": cutoff floors at 16 Hz";
+        EXPECT_EQ(response(30000.0, 0.3), response(21600.0, 0.3)) << toString(type) << ": cutoff ceiling at 0.45 x sr";
+        EXPECT_EQ(response(800.0, 1.7), response(800.0, 1.0)) << toString(type);
+        EXPECT_EQ(response(800.0, -3.0), response(800.0, 0.0)) << toString(type);
     }
-    FilterCoefs top = FilterState::coefs(FilterType::ladder, 24000.0, 0.0, kSr);
-    EXPECT_EQ(top.ladderOneMinusF, 0.0) << "f reaches 1 at the top of the range";
-    EXPECT_EQ(top.ladderIn, 0.35013);
-    FilterCoefs svf = FilterState::coefs(FilterType::lowpass12, 1000.0, 1.0, kSr);
-    EXPECT_NEAR(svf.k, 0.04, 1e-15) << "k runs from 2 down to 0.04";
 }
 
-TEST(OnePoleAndBiquad, PassThroughAndDesigns) {
-    OnePole pass;
-    Biquad identity;
-    for (double x : {0.3, -1.0, 0.25}) {
-        EXPECT_EQ(pass.process(x), x);
-        EXPECT_EQ(identity.process(x), x);
-    }
-
-    // One pole: |H| = a / |1 − (1 − a) z⁻¹|, and the cutoff clamps at 1 Hz and 0.49 × sr.
-    OnePole lp;
-    lp.setCutoff(1000.0, kSr);
-    EXPECT_EQ(lp.a, 1.0 - std::exp(-2.0 * kPi * 1000.0 / kSr));
-    double a = lp.a;
-    for (double f : {200.0, 1000.0, 5000.0}) {
-        double expected = a / std::abs(1.0 - (1.0 - a) * std::polar(1.0, -2.0 * kPi * f / kSr));
-        EXPECT_NEAR(sineGain([&](double x) { return lp.process(x); }, f, kSr), expected, 1e-4) << f;
-    }
-    OnePole low, high;
-    low.setCutoff(0.1, kSr);
-    high.setCutoff(1e6, kSr);
-    EXPECT_EQ(low.a, 1.0 - std::exp(-2.0 * kPi / kSr));
-    EXPECT_EQ(high.a, 1.0 - std::exp(-2.0 * kPi * 0.49));
-
-    // Cookbook landmarks: lowpass and highpass have |H| = Q at the corner; the bandpass peaks at
-    // 0 dB; the peak reaches its gain; a shelf is at its gain far inside, 0 dB far outside and
-    // at half its gain (in dB) at the corner.
+TEST(Biquad, ResponsesOfTheDesignsTheDrumsAndAnalysisUse) {
+    // Cookbook landmarks (the shelves and peak are measured through the EQ, the one-pole through
+    // the delay's loop): lowpass and highpass have |H| = Q at the corner, the bandpass peaks at 0 dB.
     auto gainOf = [](Biquad bq, double f) { return sineGain([&](double x) { return bq.process(x); }, f, kSr); };
-    auto dB = [](double g) { return 20.0 * std::log10(g); };
     EXPECT_NEAR(gainOf(Biquad::lowpass(250.0, 0.7, kSr), 250.0), 0.7, 1e-3);
     EXPECT_NEAR(gainOf(Biquad::lowpass(250.0, 0.7, kSr), 10.0), 1.0, 1e-3);
     EXPECT_NEAR(gainOf(Biquad::highpass(4000.0, 0.7, kSr), 4000.0), 0.7, 1e-3);
     EXPECT_LT(gainOf(Biquad::highpass(4000.0, 0.7, kSr), 100.0), 1e-2);
     EXPECT_NEAR(gainOf(Biquad::bandpass(1000.0, 0.5, kSr), 1000.0), 1.0, 1e-3);
-    EXPECT_NEAR(dB(gainOf(Biquad::peak(2000.0, 0.9, 6.0, kSr), 2000.0)), 6.0, 0.01);
-    EXPECT_NEAR(dB(gainOf(Biquad::peak(2000.0, 0.9, -9.0, kSr), 2000.0)), -9.0, 0.01);
-    EXPECT_NEAR(dB(gainOf(Biquad::lowShelf(120.0, 0.7, 6.0, kSr), 10.0)), 6.0, 0.05);
-    EXPECT_NEAR(dB(gainOf(Biquad::lowShelf(120.0, 0.7, 6.0, kSr), 120.0)), 3.0, 0.01);
-    EXPECT_NEAR(dB(gainOf(Biquad::lowShelf(120.0, 0.7, 6.0, kSr), 8000.0)), 0.0, 0.01);
-    EXPECT_NEAR(dB(gainOf(Biquad::highShelf(6000.0, 0.7, -8.0, kSr), 6000.0)), -4.0, 0.01);
-    EXPECT_NEAR(dB(gainOf(Biquad::highShelf(6000.0, 0.7, -8.0, kSr), 100.0)), 0.0, 0.01);
-    EXPECT_NEAR(dB(gainOf(Biquad::highShelf(6000.0, 0.7, -8.0, kSr), 20000.0)), -8.0, 0.3);
-
-    Biquad clamped = Biquad::lowpass(2.0, 0.7, kSr), floor = Biquad::lowpass(10.0, 0.7, kSr);
-    EXPECT_EQ(clamped.b0, floor.b0);
-    EXPECT_EQ(clamped.a1, floor.a1);
-
-    // A new design keeps the running state.
+    // A new design keeps the running state: a drum's sweep does not click.
     Biquad running = Biquad::lowpass(500.0, 0.7, kSr);
     running.process(1.0);
-    double z1 = running.z1;
+    const double z1 = running.z1;
     running.setCoefficients(Biquad::highpass(500.0, 0.7, kSr));
     EXPECT_EQ(running.z1, z1);
-    EXPECT_EQ(running.b1, Biquad::highpass(500.0, 0.7, kSr).b1);
 }

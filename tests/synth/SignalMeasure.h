@@ -1,5 +1,5 @@
-// Helpers for the synth tests: measure the amplitude of one frequency in a signal by
-// correlation, and drive a per-sample process with a sine to find its steady-state gain.
+// Helpers for the synth tests: render generators and voices block by block, measure the
+// amplitude or frequency of one component by correlation, and find a process's sine gain.
 #pragma once
 
 #include <algorithm>
@@ -10,6 +10,35 @@
 #include <vector>
 
 namespace velmo::test {
+
+inline constexpr double kSr = 48000.0;
+
+inline double hz(double midi) { return 440.0 * std::exp2((midi - 69.0) / 12.0); }
+
+struct Stereo {
+    std::vector<double> left, right;
+
+    Stereo tail(size_t skip) const {
+        return {{left.begin() + static_cast<long>(skip), left.end()}, {right.begin() + static_cast<long>(skip), right.end()}};
+    }
+};
+
+// Calls render(n, left, right) on zeroed buffers for blocks of up to `block` frames until
+// `frames` frames are done, and keeps both channels.
+template <class Render>
+Stereo renderStereo(int frames, Render&& render, int block = 32) {
+    Stereo out;
+    float l[32], r[32];
+    for (int done = 0; done < frames; done += block) {
+        const int n = std::min(block, frames - done);
+        std::fill_n(l, 32, 0.0f);
+        std::fill_n(r, 32, 0.0f);
+        render(n, l, r);
+        out.left.insert(out.left.end(), l, l + n);
+        out.right.insert(out.right.end(), r, r + n);
+    }
+    return out;
+}
 
 // Amplitude of the component at `freq` in `x` (sample rate `sr`). Exact for a sinusoid when the
 // window holds a whole number of its cycles; other components leak little over a long window.
