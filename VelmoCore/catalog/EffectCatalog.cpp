@@ -11,7 +11,7 @@ namespace velmo::EffectCatalog {
 
 namespace {
 
-using P = EffectParamSpec;
+using P = EffectParamInfo;
 
 // name, label, min, max, default, unit, log, help
 constexpr std::array driveSpecs{
@@ -93,7 +93,7 @@ std::string joinedParamNames(EffectKind kind) {
 
 } // namespace
 
-std::span<const EffectParamSpec> specs(EffectKind kind) {
+std::span<const EffectParamInfo> specs(EffectKind kind) {
     switch (kind) {
     case EffectKind::drive: return driveSpecs;
     case EffectKind::bitcrush: return bitcrushSpecs;
@@ -108,7 +108,7 @@ std::span<const EffectParamSpec> specs(EffectKind kind) {
     return {};
 }
 
-const EffectParamSpec* spec(EffectKind kind, std::string_view name) {
+const EffectParamInfo* spec(EffectKind kind, std::string_view name) {
     for (const auto& s : specs(kind))
         if (s.name == name) return &s;
     return nullptr;
@@ -127,7 +127,7 @@ EffectParams merge(EffectKind kind, const EffectParams& base, const nlohmann::js
         throw ParamError("Effect parameters must be an object of parameter names to numbers. Valid: " +
                          joinedParamNames(kind));
     for (const auto& [key, raw] : changes.items()) {
-        const EffectParamSpec* s = spec(kind, key);
+        const EffectParamInfo* s = spec(kind, key);
         if (!s)
             throw ParamError("Effect '" + std::string(toString(kind)) + "' has no parameter '" + key +
                              "'. Valid: " + joinedParamNames(kind));
@@ -177,7 +177,7 @@ EffectSlot makeSlot(std::string id, EffectKind kind, bool enabled, std::optional
 double value(const EffectSlot& slot, std::string_view name) {
     for (const auto& [key, stored] : slot.params)
         if (key == name) return stored;
-    if (const EffectParamSpec* s = spec(slot.kind, name)) return s->defaultValue;
+    if (const EffectParamInfo* s = spec(slot.kind, name)) return s->defaultValue;
     return 0.0;
 }
 

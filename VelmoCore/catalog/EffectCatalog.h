@@ -15,7 +15,7 @@
 
 namespace velmo {
 
-struct EffectParamSpec {
+struct EffectParamInfo {
     std::string_view name;   // key in EffectSlot::params
     std::string_view label;  // control label
     double min = 0;
@@ -25,7 +25,7 @@ struct EffectParamSpec {
     bool log = false;        // the control moves on a logarithmic scale
     std::string_view help;   // possibly empty
 
-    bool operator==(const EffectParamSpec&) const = default;
+    bool operator==(const EffectParamInfo&) const = default;
 };
 
 using EffectParams = std::map<std::string, double>;
@@ -34,10 +34,10 @@ using EffectParams = std::map<std::string, double>;
 namespace EffectCatalog {
 
 // The kind's parameters in their fixed order (the order of the knobs).
-std::span<const EffectParamSpec> specs(EffectKind kind);
+std::span<const EffectParamInfo> specs(EffectKind kind);
 
 // The first spec of that name, or nothing. Names are case-sensitive.
-const EffectParamSpec* spec(EffectKind kind, std::string_view name);
+const EffectParamInfo* spec(EffectKind kind, std::string_view name);
 
 // Every parameter of the kind at its default.
 EffectParams defaults(EffectKind kind);

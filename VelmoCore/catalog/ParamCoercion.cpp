@@ -75,7 +75,7 @@ json coerceChoice(const json& value, const std::string& path, const ChoiceParam&
 
 } // namespace
 
-json coerce(const json& value, const ParamSpec& spec) {
+json coerce(const json& value, const ParamInfo& spec) {
     if (const auto* range = spec.number()) return coerceNumber(value, spec.path, *range);
     if (const auto* choice = spec.choice()) return coerceChoice(value, spec.path, *choice);
     return coerceToggle(value, spec.path);

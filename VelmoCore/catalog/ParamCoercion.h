@@ -3,7 +3,7 @@
 // whose message says what the row accepts.
 #pragma once
 
-#include "catalog/ParamSpec.h"
+#include "catalog/ParamInfo.h"
 
 #include <nlohmann/json.hpp>
 
@@ -17,6 +17,6 @@ namespace velmo {
 //   "yes" or "1" and false otherwise.
 // - choice: a text matching one option regardless of case; returns the option as spelled.
 // Throws ParamError for anything else, and for a number that is not finite.
-nlohmann::json coerce(const nlohmann::json& value, const ParamSpec& spec);
+nlohmann::json coerce(const nlohmann::json& value, const ParamInfo& spec);
 
 } // namespace velmo

@@ -44,15 +44,15 @@ public:
         add(std::move(path), std::move(label), ToggleParam{}, std::move(help));
     }
 
-    std::vector<ParamSpec> finish() &&;
+    std::vector<ParamInfo> finish() &&;
 
 private:
     void add(std::string path, std::string label, ParamKind kind, std::string help) {
-        rows_.push_back(ParamSpec{std::move(path), std::move(label), section, std::move(kind), std::nullopt,
+        rows_.push_back(ParamInfo{std::move(path), std::move(label), section, std::move(kind), std::nullopt,
                                   std::move(help), nullptr});
     }
 
-    std::vector<ParamSpec> rows_;
+    std::vector<ParamInfo> rows_;
 };
 
 std::optional<EngineKind> engineOf(const std::string& path) {
@@ -60,7 +60,7 @@ std::optional<EngineKind> engineOf(const std::string& path) {
     return fromString<EngineKind>(prefix);
 }
 
-std::vector<ParamSpec> TableBuilder::finish() && {
+std::vector<ParamInfo> TableBuilder::finish() && {
     const auto defaults = toJSON(SynthPatch{});
     for (auto& row : rows_) {
         row.engine = engineOf(row.path);
@@ -214,7 +214,7 @@ void sharedRows(TableBuilder& t) {
     t.number("voice.velocitySens", "Vel Sens", 0, 1);
 }
 
-std::vector<ParamSpec> build() {
+std::vector<ParamInfo> build() {
     TableBuilder t;
     analogRows(t);
     wavetableRows(t);
@@ -228,14 +228,14 @@ std::vector<ParamSpec> build() {
 
 } // namespace
 
-const std::vector<ParamSpec>& params() {
-    static const std::vector<ParamSpec> rows = build();
+const std::vector<ParamInfo>& params() {
+    static const std::vector<ParamInfo> rows = build();
     return rows;
 }
 
-const std::map<std::string, ParamSpec, std::less<>>& byPath() {
+const std::map<std::string, ParamInfo, std::less<>>& byPath() {
     static const auto table = [] {
-        std::map<std::string, ParamSpec, std::less<>> map;
+        std::map<std::string, ParamInfo, std::less<>> map;
         for (const auto& row : params()) {
             [[maybe_unused]] bool inserted = map.emplace(row.path, row).second;
             assert(inserted && "catalog paths never repeat");
@@ -245,7 +245,7 @@ const std::map<std::string, ParamSpec, std::less<>>& byPath() {
     return table;
 }
 
-const ParamSpec* find(std::string_view path) {
+const ParamInfo* find(std::string_view path) {
     const auto& table = byPath();
     auto it = table.find(path);
     return it == table.end() ? nullptr : &it->second;

@@ -4,7 +4,7 @@
 // itself holds no ranges. Built once on first use, from any thread, and never changed after.
 #pragma once
 
-#include "catalog/ParamSpec.h"
+#include "catalog/ParamInfo.h"
 
 #include <functional>
 #include <map>
@@ -16,14 +16,14 @@ namespace velmo::SynthCatalog {
 
 // Every row in catalog order: the engines' rows (analog, wavetable, fm, additive, pluck, modal,
 // drums), then the shared filter, envelopes, LFOs, modulation slots and voice.
-const std::vector<ParamSpec>& params();
+const std::vector<ParamInfo>& params();
 
 // The rows by path. Only leaves are parameters: there is no row for "engine", "mod" or
 // "additive.harmonics".
-const std::map<std::string, ParamSpec, std::less<>>& byPath();
+const std::map<std::string, ParamInfo, std::less<>>& byPath();
 
 // The row for `path`, or nullptr.
-const ParamSpec* find(std::string_view path);
+const ParamInfo* find(std::string_view path);
 
 // The section names of the rows that `engine` shows (its own and the shared ones), each once, in
 // order of first appearance.

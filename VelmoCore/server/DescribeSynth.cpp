@@ -54,7 +54,7 @@ std::string joined(const std::vector<std::string>& items, std::string_view separ
 }
 
 // "- filter.cutoff: number 20..20000 Hz (log)", then " - " and the help where the row has one.
-std::string paramLine(const ParamSpec& row) {
+std::string paramLine(const ParamInfo& row) {
     std::string line = "- " + row.path + ": ";
     if (const auto* choice = row.choice()) {
         line += "one of " + joined(choice->options);

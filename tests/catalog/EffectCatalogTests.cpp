@@ -28,14 +28,14 @@ TEST(EffectCatalog, TableRowsAreExact) {
     // non-ASCII sign, a negative default, and the fractional upper bounds.
     const auto* time = EffectCatalog::spec(EffectKind::delay, "time");
     ASSERT_NE(time, nullptr);
-    EXPECT_EQ(*time, (EffectParamSpec{"time", "Time", 0.0625, 4, 0.75, "beats", true,
+    EXPECT_EQ(*time, (EffectParamInfo{"time", "Time", 0.0625, 4, 0.75, "beats", true,
                                       "Delay time in beats (0.75 = dotted eighth)"}));
     const auto* depth = EffectCatalog::spec(EffectKind::autofilter, "depth");
     ASSERT_NE(depth, nullptr);
     EXPECT_EQ(depth->help, "Sweep depth (1 = \xC2\xB1" "4 octaves)");
     const auto* threshold = EffectCatalog::spec(EffectKind::compressor, "threshold");
     ASSERT_NE(threshold, nullptr);
-    EXPECT_EQ(*threshold, (EffectParamSpec{"threshold", "Thresh", -60, 0, -18, "dB", false, ""}));
+    EXPECT_EQ(*threshold, (EffectParamInfo{"threshold", "Thresh", -60, 0, -18, "dB", false, ""}));
     EXPECT_EQ(EffectCatalog::spec(EffectKind::phaser, "feedback")->max, 0.95);
     EXPECT_EQ(EffectCatalog::spec(EffectKind::eq, "midFreq")->label, "Mid Hz");
     EXPECT_EQ(EffectCatalog::spec(EffectKind::delay, "pingpong")->help, "0 = stereo, 1 = ping-pong");

@@ -49,7 +49,7 @@ TEST(SynthCatalog, RowsCarryExactMetadata) {
     const auto row = [](const char* path) {
         const auto* spec = SynthCatalog::find(path);
         EXPECT_NE(spec, nullptr) << path;
-        return spec ? *spec : ParamSpec{};
+        return spec ? *spec : ParamInfo{};
     };
 
     auto cutoff = row("filter.cutoff");

@@ -30,7 +30,7 @@ json applied(const char* path, const json& value) {
 }
 
 // A value for every row that differs from its default and lies within the row.
-json otherValue(const ParamSpec& spec) {
+json otherValue(const ParamInfo& spec) {
     if (const auto* range = spec.number()) {
         double value = range->min + (range->max - range->min) * 0.7;
         if (range->integer) value = std::round(value);

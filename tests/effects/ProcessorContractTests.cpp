@@ -59,7 +59,7 @@ TEST(EffectProcessor, EveryParameterIsReadByItsName) {
     const Stereo in = programme(6000, 48000);
     for (EffectKind kind : allCases<EffectKind>()) {
         const Stereo base = FX(kind, 48000, lively(kind)).run(Stereo(in));
-        for (const EffectParamSpec& spec : EffectCatalog::specs(kind)) {
+        for (const EffectParamInfo& spec : EffectCatalog::specs(kind)) {
             bool moved = false;
             for (double v : {spec.min, spec.max}) {
                 auto params = lively(kind);

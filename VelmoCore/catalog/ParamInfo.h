@@ -38,7 +38,7 @@ struct ToggleParam {
 
 using ParamKind = std::variant<NumberParam, ChoiceParam, ToggleParam>;
 
-struct ParamSpec {
+struct ParamInfo {
     std::string path;     // unique in the catalog, e.g. "fm.ops.1.ratio"
     std::string label;    // short control label; several rows may share one ("Level")
     std::string section;  // panel heading, e.g. "Operator 2"
@@ -52,7 +52,7 @@ struct ParamSpec {
     const ChoiceParam* choice() const { return std::get_if<ChoiceParam>(&kind); }
     bool isToggle() const { return std::holds_alternative<ToggleParam>(kind); }
 
-    bool operator==(const ParamSpec&) const = default;
+    bool operator==(const ParamInfo&) const = default;
 };
 
 } // namespace velmo
