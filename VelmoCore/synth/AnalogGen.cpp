@@ -1,5 +1,6 @@
 #include "synth/AnalogGen.h"
 
+#include "synth/NoiseLayer.h"
 #include "synth/SineTable.h"
 
 #include <algorithm>
@@ -157,16 +158,7 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
         subPhase = phase;
     }
 
-    double noise = p.noiseLevel + m.noise;
-    if (noise > 1.0) noise = 1.0;
-    if (noise > kSilent) {
-        float level = static_cast<float>(noise);
-        for (int i = 0; i < n; ++i) {
-            // Two draws per frame, left first: the channels are independent.
-            outL[i] += level * static_cast<float>(rng.bipolar());
-            outR[i] += level * static_cast<float>(rng.bipolar());
-        }
-    }
+    addNoise(rng, p.noiseLevel + m.noise, kSilent, outL, outR, n);
 }
 
 } // namespace velmo

@@ -1,5 +1,6 @@
 #include "synth/WavetableGen.h"
 
+#include "synth/NoiseLayer.h"
 #include "synth/SineTable.h"
 #include "synth/WavetableBank.h"
 
@@ -88,15 +89,7 @@ void WavetableGen::render(int n, double freq, const ModValues& m, const Wavetabl
         subPhase = phase;
     }
 
-    double noise = p.noiseLevel + m.noise;
-    if (noise > 1.0) noise = 1.0;
-    if (noise > kSilent) {
-        for (int i = 0; i < n; ++i) {
-            // Two draws per frame, left first: the channels are independent.
-            outL[i] += static_cast<float>(noise * rng.bipolar());
-            outR[i] += static_cast<float>(noise * rng.bipolar());
-        }
-    }
+    addNoise(rng, p.noiseLevel + m.noise, kSilent, outL, outR, n);
 }
 
 } // namespace velmo
