@@ -75,8 +75,6 @@ std::filesystem::path defaultOutput(const std::filesystem::path& input) {
     return input.parent_path() / (name + ".wav");
 }
 
-// The music's default end: the song's end, or the loop's end when the loop is on and later.
-double defaultEnd(const Project& p) { return std::max(p.songEnd(), p.loopEnabled ? p.loopEnd : 0.0); }
 
 int run(int argc, char** argv, std::FILE* out) {
     const std::string_view command = argv[1];
@@ -103,7 +101,7 @@ int run(int argc, char** argv, std::FILE* out) {
 
     const Project project = readProject(*file);
     const double from = start.value_or(0);
-    const double to = end.value_or(defaultEnd(project));
+    const double to = end.value_or(project.renderEnd());
     nlohmann::json reply;
     if (render) {
         std::filesystem::path path = output.value_or(defaultOutput(*file));

@@ -19,10 +19,6 @@ void Studio::audition(const std::string& track, std::vector<EngineCommand::Audit
     postToEngine(EngineCommand::audition(track, std::move(notes)));
 }
 
-double Studio::defaultRenderEnd(const Project& project) {
-    return std::max(project.songEnd(), project.loopEnabled ? project.loopEnd : 0.0);
-}
-
 void Studio::analyze(double startBeat, std::optional<double> endBeat, MainQueue& mainQueue, RenderCompletion done) {
     render(startBeat, endBeat, analysisTailSeconds, analysisSampleRate, std::nullopt, mainQueue, std::move(done));
 }
@@ -37,7 +33,7 @@ void Studio::render(double startBeat, std::optional<double> endBeat, double tail
     // The snapshot: lists share their storage with the project, so this copy is cheap, and
     // later edits replace the project's lists rather than changing these.
     Project snapshot = project_;
-    const double end = endBeat.value_or(defaultRenderEnd(snapshot));
+    const double end = endBeat.value_or(snapshot.renderEnd());
     const double start = std::max(startBeat, 0.0);  // the engine's playhead never goes below 0
 
     // Everything the thread needs, owned by it; it never touches this Studio except `renders_`.

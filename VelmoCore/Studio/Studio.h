@@ -237,8 +237,6 @@ public:
     // the end. (`export` in the design; that word is taken in C++.)
     void exportAudio(const std::filesystem::path& to, double startBeat, std::optional<double> endBeat, double tail,
                      MainQueue& mainQueue, RenderCompletion done);
-    // Where a render without an end stops: the later of the song end and, if on, the loop end.
-    static double defaultRenderEnd(const Project& project);
     // Renders started and not yet delivered to the main queue.
     std::size_t rendersRunning() const { return renders_.running(); }
 

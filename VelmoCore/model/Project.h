@@ -11,6 +11,7 @@
 #include "model/EnumTable.h"
 #include "model/SynthPatch.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
@@ -122,6 +123,9 @@ struct Project {
     // The largest clip end over all tracks, 0 without clips. Loop markers and notes running past
     // their clip do not count.
     double songEnd() const;
+
+    // Where a render without an end stops: the later of the song end and, if on, the loop end.
+    double renderEnd() const { return std::max(songEnd(), loopEnabled ? loopEnd : 0.0); }
 
     bool operator==(const Project&) const = default;
 };

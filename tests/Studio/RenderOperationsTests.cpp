@@ -31,15 +31,12 @@ void serveUntil(HeadlessMainQueue& queue, const std::optional<Studio::RenderOutc
 }
 
 TEST(RenderOperations, DefaultEndIsTheLaterOfSongEndAndLoopEnd) {
-    EXPECT_EQ(Studio::defaultRenderEnd([] {
-                  Project p("Empty", 120);
-                  p.loopEnabled = false;
-                  return p;
-              }()),
-              0.0);
-    EXPECT_EQ(Studio::defaultRenderEnd(songEndingAt(12, true)), 16.0);
-    EXPECT_EQ(Studio::defaultRenderEnd(songEndingAt(20, true)), 20.0);
-    EXPECT_EQ(Studio::defaultRenderEnd(songEndingAt(12, false)), 12.0);
+    Project empty("Empty", 120);
+    empty.loopEnabled = false;
+    EXPECT_EQ(empty.renderEnd(), 0.0);
+    EXPECT_EQ(songEndingAt(12, true).renderEnd(), 16.0);
+    EXPECT_EQ(songEndingAt(20, true).renderEnd(), 20.0);
+    EXPECT_EQ(songEndingAt(12, false).renderEnd(), 12.0);
 }
 
 TEST(RenderOperations, OutcomesArriveOnTheMainQueueFromASnapshot) {
