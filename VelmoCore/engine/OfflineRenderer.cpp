@@ -12,6 +12,15 @@
 
 namespace velmo {
 
+OfflineRenderer::FrameSpan OfflineRenderer::frameSpan(double startBeat, double endBeat, double tail, double tempo,
+                                                     double sampleRate) {
+    // Written so that NaN lands on 0: every comparison with it is false.
+    auto within = [](double seconds, double most) { return seconds > 0.0 ? std::min(seconds, most) : 0.0; };
+    const double music = within((endBeat - startBeat) * 60.0 / tempo, maxSeconds);
+    const double after = within(tail, maxSeconds - music);
+    return {static_cast<std::int64_t>(sampleRate * music), static_cast<std::int64_t>(sampleRate * after)};
+}
+
 MixAnalysis OfflineRenderer::render(const Project& project, double startBeat, double endBeat, double tail,
                                     double sampleRate, const std::optional<std::filesystem::path>& path) {
     // A render is always linear and plays every track itself: no hub, no loop.
@@ -25,9 +34,7 @@ MixAnalysis OfflineRenderer::render(const Project& project, double startBeat, do
     core.handle(EngineCommand::play());
     core.resetAnalysis();
 
-    const auto musicFrames =
-        static_cast<std::int64_t>(sampleRate * (std::max(endBeat - startBeat, 0.0) * 60.0 / tempo));
-    const auto tailFrames = static_cast<std::int64_t>(sampleRate * std::max(tail, 0.0));
+    const auto [musicFrames, tailFrames] = frameSpan(startBeat, endBeat, tail, tempo, sampleRate);
     const std::int64_t totalFrames = musicFrames + tailFrames;
 
     std::optional<WavWriter> file;
