@@ -30,26 +30,6 @@ using nlohmann::json;
 
 namespace {
 
-// A Studio on a main queue run by its own thread, the dispatcher, and the server on a free port.
-struct ServerHarness {
-    HeadlessMainQueue mainQueue;
-    Studio studio{Project("Untitled", 120)};
-    MCPDispatcher dispatcher{studio, mainQueue};
-    MCPHTTPServer server{0, dispatcher};
-    std::thread mainThread;
-
-    ServerHarness() {
-        server.start();
-        if (server.boundPort() == 0) throw std::runtime_error("server did not start");
-        mainThread = std::thread([this] { mainQueue.run(); });
-    }
-    ~ServerHarness() {
-        mainQueue.stop();
-        mainThread.join();
-    }
-    std::uint16_t port() const { return server.boundPort(); }
-};
-
 struct Response {
     int status = 0;
     std::map<std::string, std::string> headers;  // names lower-cased
@@ -161,11 +141,25 @@ std::string post(const std::string& body) {
 const std::string ping = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
 const std::string healthText = "Velmo MCP server 1.0.0. POST JSON-RPC to /mcp\n";
 
+// A Studio on a main queue run by its own thread, the dispatcher, and the server on a free port.
 struct HTTP : ::testing::Test {
-    ServerHarness harness;
+    HeadlessMainQueue mainQueue;
+    Studio studio{Project("Untitled", 120)};
+    MCPDispatcher dispatcher{studio, mainQueue};
+    MCPHTTPServer server{0, dispatcher};
+    std::thread mainThread{[this] { mainQueue.run(); }};
 
+    void SetUp() override {
+        server.start();
+        ASSERT_NE(port(), 0) << "the server did not start";
+    }
+    void TearDown() override {
+        mainQueue.stop();
+        mainThread.join();
+    }
+    std::uint16_t port() const { return server.boundPort(); }
     Response exchange(const std::string& request) {
-        Client client(harness.port());
+        Client client(port());
         EXPECT_TRUE(client.connected());
         client.send(request);
         return client.next();
@@ -176,7 +170,7 @@ struct HTTP : ::testing::Test {
 
 TEST_F(HTTP, ARequestSplitAtAnyByteIsAnsweredOnceWhenComplete) {
     const std::string request = post(ping);
-    Client client(harness.port());
+    Client client(port());
     for (std::size_t split = 1; split < request.size(); ++split) {
         client.send(request.substr(0, split));
         ASSERT_FALSE(client.readable(5)) << "answered before the request was complete, split at " << split;
@@ -189,7 +183,7 @@ TEST_F(HTTP, ARequestSplitAtAnyByteIsAnsweredOnceWhenComplete) {
 }
 
 TEST_F(HTTP, PipelinedRequestsAreAnsweredInOrder) {
-    Client client(harness.port());
+    Client client(port());
     client.send(post(R"({"jsonrpc":"2.0","id":"first","method":"ping"})") + "GET /health HTTP/1.1\r\n\r\n" +
                 post(R"({"jsonrpc":"2.0","id":"third","method":"ping"})"));
     EXPECT_EQ(json::parse(client.next().body)["id"], "first");
@@ -204,20 +198,20 @@ TEST_F(HTTP, ChunkedBodiesAndLenientLengths) {
     EXPECT_EQ(json::parse(chunked.body)["result"], json::object());
 
     // An unparseable length counts as 0: what follows the head is read as the next request.
-    Client client(harness.port());
+    Client client(port());
     client.send("GET /nowhere HTTP/1.1\r\nContent-Length: abc\r\n\r\nGET /health HTTP/1.1\r\n\r\n");
     EXPECT_EQ(client.next().status, 404);
     EXPECT_EQ(client.next().body, healthText);
 }
 
 TEST_F(HTTP, ConnectionHandling) {
-    Client closing(harness.port());
+    Client closing(port());
     closing.send("GET /health HTTP/1.1\r\nConnection: CLOSE\r\n\r\n");
     EXPECT_EQ(closing.next().headers["connection"], "close");
     EXPECT_TRUE(closing.closedByServer());
 
     // Only the whole value "close" closes; HTTP/1.0 without the header stays open too.
-    Client open(harness.port());
+    Client open(port());
     open.send("GET /health HTTP/1.1\r\nConnection: Close, Foo\r\n\r\nGET /health HTTP/1.0\r\n\r\n");
     EXPECT_EQ(open.next().headers["connection"], "keep-alive");
     EXPECT_EQ(open.next().headers["connection"], "keep-alive");
@@ -225,13 +219,13 @@ TEST_F(HTTP, ConnectionHandling) {
     EXPECT_EQ(open.next().status, 200);
 
     // A client that half-closes after its request still gets the response.
-    Client halfClosed(harness.port());
+    Client halfClosed(port());
     halfClosed.send(post(ping));
     halfClosed.halfClose();
     EXPECT_EQ(halfClosed.next().status, 200);
 
     // A malformed head is dropped without an answer; the connection serves what comes next.
-    Client malformed(harness.port());
+    Client malformed(port());
     malformed.send("GET\r\n\r\n");
     malformed.send("GET /h\xff HTTP/1.1\r\n\r\n");
     EXPECT_FALSE(malformed.readable(20));
@@ -292,7 +286,7 @@ TEST_F(HTTP, OversizedOrInvalidLengthsAreRefusedAndClosed) {
              {"POST /mcp HTTP/1.1\r\nContent-Length: 40000000\r\n\r\n", "HTTP/1.1 413 Content Too Large"},
              {"POST /mcp HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3000000\r\n", "HTTP/1.1 413 Content Too Large"},
              {"GET / HTTP/1.1\r\nX: " + std::string(70000, 'a'), "HTTP/1.1 431 Request Header Fields Too Large"}}) {
-        Client client(harness.port());
+        Client client(port());
         client.send(request);
         Response response = client.next();
         EXPECT_EQ(response.headers["(status line)"], statusLine);
@@ -302,7 +296,7 @@ TEST_F(HTTP, OversizedOrInvalidLengthsAreRefusedAndClosed) {
 }
 
 TEST_F(HTTP, ServesIPv6LoopbackWhereAvailable) {
-    Client client(harness.port(), true);
+    Client client(port(), true);
     if (!client.connected()) GTEST_SKIP() << "no IPv6 loopback here";
     client.send("GET /health HTTP/1.1\r\n\r\n");
     EXPECT_EQ(client.next().body, healthText);
@@ -318,7 +312,7 @@ TEST_F(HTTP, FiveHundredHalfSentRequestsDoNotBlockTheNextClient) {
     }
     std::vector<std::unique_ptr<Client>> idle;
     for (int i = 0; i < 500; ++i) {
-        idle.push_back(std::make_unique<Client>(harness.port()));
+        idle.push_back(std::make_unique<Client>(port()));
         ASSERT_TRUE(idle.back()->connected()) << i;
         idle.back()->send("POST /mcp HTTP/1.1\r\nContent-Length: 100\r\n\r\n{\"jsonrpc\":");
     }
@@ -332,7 +326,7 @@ TEST_F(HTTP, KeepsAcceptingAfterRunningOutOfFileDescriptors) {
     // Take the client's descriptor first, use up every other one, then connect (which needs no
     // new descriptor): the server's accept fails. Once descriptors are free again, the waiting
     // client must be served.
-    Client client(harness.port(), false, false);
+    Client client(port(), false, false);
     rlimit original{};
     getrlimit(RLIMIT_NOFILE, &original);
     rlimit lowered = original;
@@ -349,15 +343,12 @@ TEST_F(HTTP, KeepsAcceptingAfterRunningOutOfFileDescriptors) {
     EXPECT_EQ(exchange("GET /health HTTP/1.1\r\n\r\n").status, 200);
 }
 
-TEST(HTTPServerState, ReportsListeningAndAPortInUse) {
-    ServerHarness first;
-    HeadlessMainQueue queue;
-    Studio studio{Project("Untitled", 120)};
-    MCPDispatcher dispatcher{studio, queue};
+TEST_F(HTTP, ReportsListeningAndAPortInUse) {
+    HeadlessMainQueue queue;  // delivers the states to this thread
+    MCPDispatcher other{studio, queue};
     std::vector<MCPHTTPServer::State> states;
-
-    MCPHTTPServer taken(first.port(), dispatcher);
-    taken.onState = [&](MCPHTTPServer::State state) { states.push_back(state); };
+    MCPHTTPServer taken(port(), other), anyPort(0, other);
+    taken.onState = anyPort.onState = [&](MCPHTTPServer::State state) { states.push_back(state); };
     taken.start();
     queue.poll();
     ASSERT_EQ(states.size(), 1u);
@@ -365,8 +356,6 @@ TEST(HTTPServerState, ReportsListeningAndAPortInUse) {
     EXPECT_EQ(std::get<MCPHTTPServer::Failed>(states[0]).message, "Address already in use");
 
     states.clear();
-    MCPHTTPServer anyPort(0, dispatcher);
-    anyPort.onState = [&](MCPHTTPServer::State state) { states.push_back(state); };
     anyPort.start();
     queue.poll();
     EXPECT_EQ(states, std::vector<MCPHTTPServer::State>{MCPHTTPServer::Listening{0}}) << "the configured port, as set";
