@@ -30,8 +30,6 @@ TEST(JSONViews, ClipWithAndWithoutNotes) {
 
 TEST(JSONViews, TrackAndProject) {
     Project p("Song", 97.123456);
-    p.beatsPerBar = 7;
-    p.beatUnit = 8;
     p.masterVolumeDb = -3.25;
     Track t("t1", "Bass", 0, SynthPatch());
     t.volumeDb = -6.05;
@@ -52,17 +50,12 @@ TEST(JSONViews, TrackAndProject) {
 
     json view = projectJSON(p, true, {true, 5.123456}, std::nullopt, nullptr);
     EXPECT_EQ(view["tempo"], 97.123456) << "tempo is not rounded";
-    EXPECT_EQ(view["time_signature"], "7/8");
-    EXPECT_EQ(view["loop"], (json{{"enabled", true}, {"start", 0.0}, {"end", 16.0}}));
     EXPECT_EQ(view["song_end_beat"], 12.0);
     EXPECT_EQ(view["master"]["volume_db"], -3.3);
     EXPECT_EQ(view["transport"], (json{{"playing", true}, {"beat", 5.1235}}));
-    EXPECT_TRUE(view["file"].is_null());
     EXPECT_EQ(view["tracks"][1]["midi_out"],
               (json{{"device", "Synth Module"}, {"channel", 3}, {"play_internal", true}, {"connected", false}}))
         << "no hub: never connected";
-    EXPECT_EQ(view["tracks"][0]["clips"][0]["notes"].size(), 1u);
-    EXPECT_EQ(projectJSON(p, false, {}, std::filesystem::path("/tmp/a.velmo.json"), nullptr)["file"], "/tmp/a.velmo.json");
 }
 
 TEST(JSONViews, PatchShowsOnlyWhatSounds) {

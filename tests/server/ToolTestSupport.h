@@ -40,8 +40,7 @@ struct ToolFixture : ::testing::Test {
     }
     void TearDown() override {
         if (savedHome) ::setenv("HOME", savedHome->c_str(), 1);
-        std::error_code ignored;
-        std::filesystem::remove_all(home, ignored);
+        std::filesystem::remove_all(home);
     }
 
     // Starts a call; the reply lands in the returned slot when the tool completes.
