@@ -224,30 +224,28 @@ TEST_F(HTTP, ConnectionHandling) {
 }
 
 TEST_F(HTTP, RoutesAndHeaders) {
-    Response health = exchange("GET /health HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(health.statusLine(), "HTTP/1.1 200 OK");
-    EXPECT_EQ(health.header("Content-Type"), "text/plain");
-    EXPECT_EQ(health.header("Cache-Control"), "no-store");
-    EXPECT_EQ(health.header("Content-Length"), std::to_string(healthText.size()));
-    EXPECT_EQ(exchange("GET /?q=1 HTTP/1.1\r\n\r\n").body, healthText);
-
-    for (const char* method : {"GET", "DELETE"}) {
-        Response response = exchange(std::string(method) + " /mcp HTTP/1.1\r\n\r\n");
-        EXPECT_EQ(response.statusLine(), "HTTP/1.1 405 Method Not Allowed");
-        EXPECT_EQ(response.header("Allow"), "POST");
-        EXPECT_EQ(response.body, "");
+    struct Route {
+        std::string request, statusLine, body;
+        std::vector<std::pair<std::string, std::string>> headers;
+    };
+    const std::string notFound = "HTTP/1.1 404 Not Found", notAllowed = "HTTP/1.1 405 Method Not Allowed";
+    for (const Route& route : std::vector<Route>{
+             {"GET /health HTTP/1.1\r\n\r\n", "HTTP/1.1 200 OK", healthText,
+              {{"Content-Type", "text/plain"}, {"Cache-Control", "no-store"}, {"Content-Length", std::to_string(healthText.size())}}},
+             {"GET /?q=1 HTTP/1.1\r\n\r\n", "HTTP/1.1 200 OK", healthText, {}},
+             {"GET /mcp HTTP/1.1\r\n\r\n", notAllowed, "", {{"Allow", "POST"}}},
+             {"DELETE /mcp HTTP/1.1\r\n\r\n", notAllowed, "", {{"Allow", "POST"}}},
+             {"POST /mcp/ HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {"OPTIONS /mcp HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {"post /mcp HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {"GET /HEALTH HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {post(R"({"jsonrpc":"2.0","method":"notifications/initialized"})"), "HTTP/1.1 202 Accepted", "",
+              {{"Content-Length", "0"}, {"Content-Type", "(none)"}}}}) {
+        Response response = exchange(route.request);
+        EXPECT_EQ(response.statusLine(), route.statusLine) << route.request;
+        EXPECT_EQ(response.body, route.body) << route.request;
+        for (const auto& [name, value] : route.headers) EXPECT_EQ(response.header(name), value) << route.request;
     }
-    for (const char* request : {"POST /mcp/ HTTP/1.1\r\n\r\n", "OPTIONS /mcp HTTP/1.1\r\n\r\n",
-                                "post /mcp HTTP/1.1\r\n\r\n", "GET /HEALTH HTTP/1.1\r\n\r\n"}) {
-        Response response = exchange(request);
-        EXPECT_EQ(response.statusLine(), "HTTP/1.1 404 Not Found") << request;
-        EXPECT_EQ(response.body, "Not found");
-    }
-
-    Response notification = exchange(post(R"({"jsonrpc":"2.0","method":"notifications/initialized"})"));
-    EXPECT_EQ(notification.statusLine(), "HTTP/1.1 202 Accepted");
-    EXPECT_EQ(notification.header("Content-Length"), "0");
-    EXPECT_EQ(notification.header("Content-Type"), "(none)");
 
     Response query = exchange("POST /mcp?x=1 HTTP/1.1\r\nContent-Length: " + std::to_string(ping.size()) + "\r\n\r\n" + ping);
     EXPECT_EQ(query.header("Content-Type"), "application/json");

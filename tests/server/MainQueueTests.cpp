@@ -1,5 +1,5 @@
 // The headless main queue the server hops to: order of posted tasks, and repeating timers that
-// end when their tick says so. (A stop from another thread ends every HTTP test's harness.)
+// end when their tick says so. (Every HTTP test ends by stopping it from another thread.)
 #include "Studio/HeadlessMainQueue.h"
 
 #include <gtest/gtest.h>
