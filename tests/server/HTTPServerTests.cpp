@@ -1,39 +1,158 @@
 // The HTTP transport over real loopback sockets: framing (split, pipelined, chunked requests),
 // connection handling, the origin rule, the routes, the size limits, and that neither idle
 // half-sent requests nor a shortage of file descriptors stop the server from serving.
-#include "ServerHarness.h"
+#include "Studio/HeadlessMainQueue.h"
+#include "Studio/Studio.h"
+#include "server/MCPDispatcher.h"
+#include "server/MCPHTTPServer.h"
 
 #include <gtest/gtest.h>
 
-#include <sys/resource.h>
-
+#include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
 #include <vector>
 
 using namespace velmo;
-using namespace velmo::testing;
 using nlohmann::json;
 
 namespace {
 
+struct Response {
+    int status = 0;
+    std::string head, body;  // head: the status line and the header lines, each ending in CRLF
+
+    std::string statusLine() const { return head.substr(0, head.find("\r\n")); }
+    // The value of the header spelt `name`, or "(none)".
+    std::string header(const std::string& name) const {
+        std::size_t at = head.find("\r\n" + name + ": ");
+        if (at == std::string::npos) return "(none)";
+        at += name.size() + 4;
+        return head.substr(at, head.find("\r\n", at) - at);
+    }
+};
+
+// One blocking TCP connection to 127.0.0.1 (or ::1), with a 5 s receive timeout so that a
+// missing response fails the test instead of hanging it.
+class Client {
+public:
+    // With `connectNow` false the socket exists (its descriptor is taken) but connects only on `connect()`.
+    explicit Client(std::uint16_t port, bool v6 = false, bool connectNow = true) : port_(port), v6_(v6) {
+        fd_ = ::socket(v6 ? AF_INET6 : AF_INET, SOCK_STREAM, 0);
+        if (fd_ < 0) throw std::runtime_error("socket failed");
+        timeval timeout{5, 0};
+        ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+        int one = 1;
+        ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        if (connectNow) connect();
+    }
+    ~Client() { ::close(fd_); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    bool connect() {
+        sockaddr_in address{AF_INET, htons(port_), {htonl(INADDR_LOOPBACK)}, {}};
+        sockaddr_in6 address6{AF_INET6, htons(port_), 0, in6addr_loopback, 0};
+        return connected_ = v6_ ? ::connect(fd_, reinterpret_cast<sockaddr*>(&address6), sizeof address6) == 0
+                                : ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    }
+    bool connected() const { return connected_; }
+    void send(std::string_view bytes) {
+        while (!bytes.empty()) {
+            ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (sent <= 0) throw std::runtime_error("send failed");
+            bytes.remove_prefix(std::size_t(sent));
+        }
+    }
+    void halfClose() { ::shutdown(fd_, SHUT_WR); }
+
+    // True when bytes (or the end of the stream) arrive within `milliseconds`.
+    bool readable(int milliseconds) {
+        pollfd entry{fd_, POLLIN, 0};
+        return !pending_.empty() || ::poll(&entry, 1, milliseconds) > 0;
+    }
+
+    // The next response, read by its Content-Length; when the stream ends or times out first, the
+    // test fails and the response is empty (status 0).
+    Response next() {
+        std::size_t headEnd;
+        while ((headEnd = pending_.find("\r\n\r\n")) == std::string::npos)
+            if (!fill()) return missing();
+        Response response{std::stoi(pending_.substr(9, 3)), pending_.substr(0, headEnd + 2), ""};
+        const std::size_t length = std::stoul(response.header("Content-Length"));
+        while (pending_.size() < headEnd + 4 + length)
+            if (!fill()) return missing();
+        response.body = pending_.substr(headEnd + 4, length);
+        pending_.erase(0, headEnd + 4 + length);
+        return response;
+    }
+
+    // True when the server closed the connection (end of stream) with nothing more to read.
+    bool closedByServer() {
+        char byte;
+        return pending_.empty() && ::recv(fd_, &byte, 1, 0) == 0;
+    }
+
+private:
+    static Response missing() {
+        ADD_FAILURE() << "no response";
+        return {};
+    }
+    bool fill() {
+        char buffer[65536];
+        ssize_t count = ::recv(fd_, buffer, sizeof buffer, 0);
+        if (count > 0) pending_.append(buffer, std::size_t(count));
+        return count > 0;
+    }
+
+    std::uint16_t port_;
+    bool v6_;
+    int fd_ = -1;
+    bool connected_ = false;
+    std::string pending_;
+};
+
+// A POST /mcp request carrying `body`.
+std::string post(const std::string& body) {
+    return "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\nContent-Length: " +
+           std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
 const std::string ping = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
 const std::string healthText = "Velmo MCP server 1.0.0. POST JSON-RPC to /mcp\n";
 
+// A Studio on a main queue run by its own thread, the dispatcher, and the server on a free port.
 struct HTTP : ::testing::Test {
-    ServerHarness harness;
+    HeadlessMainQueue mainQueue;
+    Studio studio{Project("Untitled", 120)};
+    MCPDispatcher dispatcher{studio, mainQueue};
+    MCPHTTPServer server{0, dispatcher};
+    std::thread mainThread{[this] { mainQueue.run(); }};
 
+    void SetUp() override {
+        server.start();
+        ASSERT_NE(port(), 0) << "the server did not start";
+    }
+    void TearDown() override {
+        mainQueue.stop();
+        mainThread.join();
+    }
+    std::uint16_t port() const { return server.boundPort(); }
     Response exchange(const std::string& request) {
-        Client client(harness.port());
+        Client client(port());
         EXPECT_TRUE(client.connected());
         client.send(request);
-        auto response = client.receive();
-        if (!response) {
-            ADD_FAILURE() << "no response to " << request;
-            return {};
-        }
-        return *response;
+        return client.next();
     }
 };
 
@@ -41,112 +160,95 @@ struct HTTP : ::testing::Test {
 
 TEST_F(HTTP, ARequestSplitAtAnyByteIsAnsweredOnceWhenComplete) {
     const std::string request = post(ping);
-    Client client(harness.port());
+    Client client(port());
     for (std::size_t split = 1; split < request.size(); ++split) {
         client.send(request.substr(0, split));
         ASSERT_FALSE(client.readable(5)) << "answered before the request was complete, split at " << split;
         client.send(request.substr(split));
-        auto response = client.receive();
-        ASSERT_TRUE(response) << "split at " << split;
-        EXPECT_EQ(response->status, 200);
-        EXPECT_EQ(json::parse(response->body)["id"], 1);
+        Response response = client.next();
+        ASSERT_EQ(response.status, 200) << "split at " << split;
+        EXPECT_EQ(json::parse(response.body)["id"], 1);
     }
     EXPECT_FALSE(client.readable(20)) << "exactly one response per request";
 }
 
 TEST_F(HTTP, PipelinedRequestsAreAnsweredInOrder) {
-    Client client(harness.port());
+    Client client(port());
     client.send(post(R"({"jsonrpc":"2.0","id":"first","method":"ping"})") + "GET /health HTTP/1.1\r\n\r\n" +
                 post(R"({"jsonrpc":"2.0","id":"third","method":"ping"})"));
-    auto first = client.receive(), second = client.receive(), third = client.receive();
-    ASSERT_TRUE(first && second && third);
-    EXPECT_EQ(json::parse(first->body)["id"], "first");
-    EXPECT_EQ(second->body, healthText);
-    EXPECT_EQ(json::parse(third->body)["id"], "third");
+    EXPECT_EQ(json::parse(client.next().body)["id"], "first");
+    EXPECT_EQ(client.next().body, healthText);
+    EXPECT_EQ(json::parse(client.next().body)["id"], "third");
 }
 
 TEST_F(HTTP, ChunkedBodiesAndLenientLengths) {
-    Response chunked = exchange("POST /mcp HTTP/1.1\r\nTransfer-Encoding: Chunked\r\n\r\n" + std::string("14;x=1\r\n") +
-                                ping.substr(0, 20) + "\r\n" + "14\r\n" + ping.substr(20) + "\r\n0\r\n\r\n");
+    Response chunked = exchange("POST /mcp HTTP/1.1\r\nTransfer-Encoding: Chunked\r\n\r\n14;x=1\r\n" + ping.substr(0, 20) +
+                                "\r\n14\r\n" + ping.substr(20) + "\r\n0\r\n\r\n");
     EXPECT_EQ(chunked.status, 200);
     EXPECT_EQ(json::parse(chunked.body)["result"], json::object());
 
-    // Header names in any case; an unparseable length counts as 0 and what follows the head is
-    // read as the next request.
-    Client client(harness.port());
-    client.send("POST /mcp HTTP/1.1\r\nCONTENT-LENGTH: " + std::to_string(ping.size()) + "\r\n\r\n" + ping);
-    EXPECT_EQ(client.receive()->status, 200);
+    // An unparseable length counts as 0: what follows the head is read as the next request.
+    Client client(port());
     client.send("GET /nowhere HTTP/1.1\r\nContent-Length: abc\r\n\r\nGET /health HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(client.receive()->status, 404);
-    EXPECT_EQ(client.receive()->body, healthText);
+    EXPECT_EQ(client.next().status, 404);
+    EXPECT_EQ(client.next().body, healthText);
 }
 
 TEST_F(HTTP, ConnectionHandling) {
-    {
-        Client client(harness.port());
-        client.send("GET /health HTTP/1.1\r\nConnection: CLOSE\r\n\r\n");
-        auto response = client.receive();
-        ASSERT_TRUE(response);
-        EXPECT_EQ(response->headers["connection"], "close");
-        EXPECT_TRUE(client.closedByServer());
-    }
-    {
-        // Only the whole value "close" closes; HTTP/1.0 without the header stays open too.
-        Client client(harness.port());
-        client.send("GET /health HTTP/1.1\r\nConnection: Close, Foo\r\n\r\nGET /health HTTP/1.0\r\n\r\n");
-        EXPECT_EQ(client.receive()->headers["connection"], "keep-alive");
-        EXPECT_EQ(client.receive()->headers["connection"], "keep-alive");
-        client.send("GET /health HTTP/1.1\r\n\r\n");
-        EXPECT_EQ(client.receive()->status, 200);
-    }
-    {
-        // A client that half-closes after its request still gets the response.
-        Client client(harness.port());
-        client.send(post(ping));
-        client.halfClose();
-        auto response = client.receive();
-        ASSERT_TRUE(response);
-        EXPECT_EQ(response->status, 200);
-    }
-    {
-        // A malformed head is dropped without an answer; the connection serves what comes next.
-        Client client(harness.port());
-        client.send("GET\r\n\r\n");
-        client.send("GET /h\xff HTTP/1.1\r\n\r\n");
-        EXPECT_FALSE(client.readable(20));
-        client.send("GET /health HTTP/1.1\r\n\r\n");
-        EXPECT_EQ(client.receive()->body, healthText);
-    }
+    Client closing(port());
+    closing.send("GET /health HTTP/1.1\r\nConnection: CLOSE\r\n\r\n");
+    EXPECT_EQ(closing.next().header("Connection"), "close");
+    EXPECT_TRUE(closing.closedByServer());
+
+    // Only the whole value "close" closes; HTTP/1.0 without the header stays open too.
+    Client open(port());
+    open.send("GET /health HTTP/1.1\r\nConnection: Close, Foo\r\n\r\nGET /health HTTP/1.0\r\n\r\n");
+    EXPECT_EQ(open.next().header("Connection"), "keep-alive");
+    EXPECT_EQ(open.next().header("Connection"), "keep-alive");
+    open.send("GET /health HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(open.next().status, 200);
+
+    // A client that half-closes after its request still gets the response.
+    Client halfClosed(port());
+    halfClosed.send(post(ping));
+    halfClosed.halfClose();
+    EXPECT_EQ(halfClosed.next().status, 200);
+
+    // A malformed head is dropped without an answer; the connection serves what comes next.
+    Client malformed(port());
+    malformed.send("GET\r\n\r\n");
+    malformed.send("GET /h\xff HTTP/1.1\r\n\r\n");
+    EXPECT_FALSE(malformed.readable(20));
+    malformed.send("GET /health HTTP/1.1\r\n\r\n");
+    EXPECT_EQ(malformed.next().body, healthText);
 }
 
 TEST_F(HTTP, RoutesAndHeaders) {
-    Response health = exchange("GET /health HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(health.headers["(status line)"], "HTTP/1.1 200 OK");
-    EXPECT_EQ(health.headers["content-type"], "text/plain");
-    EXPECT_EQ(health.headers["cache-control"], "no-store");
-    EXPECT_EQ(health.headers["content-length"], std::to_string(healthText.size()));
-    EXPECT_EQ(exchange("GET /?q=1 HTTP/1.1\r\n\r\n").body, healthText);
-
-    for (const char* method : {"GET", "DELETE"}) {
-        Response response = exchange(std::string(method) + " /mcp HTTP/1.1\r\n\r\n");
-        EXPECT_EQ(response.headers["(status line)"], "HTTP/1.1 405 Method Not Allowed");
-        EXPECT_EQ(response.headers["allow"], "POST");
-        EXPECT_EQ(response.body, "");
+    struct Route {
+        std::string request, statusLine, body;
+        std::vector<std::pair<std::string, std::string>> headers;
+    };
+    const std::string notFound = "HTTP/1.1 404 Not Found", notAllowed = "HTTP/1.1 405 Method Not Allowed";
+    for (const Route& route : std::vector<Route>{
+             {"GET /health HTTP/1.1\r\n\r\n", "HTTP/1.1 200 OK", healthText,
+              {{"Content-Type", "text/plain"}, {"Cache-Control", "no-store"}, {"Content-Length", std::to_string(healthText.size())}}},
+             {"GET /?q=1 HTTP/1.1\r\n\r\n", "HTTP/1.1 200 OK", healthText, {}},
+             {"GET /mcp HTTP/1.1\r\n\r\n", notAllowed, "", {{"Allow", "POST"}}},
+             {"DELETE /mcp HTTP/1.1\r\n\r\n", notAllowed, "", {{"Allow", "POST"}}},
+             {"POST /mcp/ HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {"OPTIONS /mcp HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {"post /mcp HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {"GET /HEALTH HTTP/1.1\r\n\r\n", notFound, "Not found", {}},
+             {post(R"({"jsonrpc":"2.0","method":"notifications/initialized"})"), "HTTP/1.1 202 Accepted", "",
+              {{"Content-Length", "0"}, {"Content-Type", "(none)"}}}}) {
+        Response response = exchange(route.request);
+        EXPECT_EQ(response.statusLine(), route.statusLine) << route.request;
+        EXPECT_EQ(response.body, route.body) << route.request;
+        for (const auto& [name, value] : route.headers) EXPECT_EQ(response.header(name), value) << route.request;
     }
-    for (const char* request : {"POST /mcp/ HTTP/1.1\r\n\r\n", "OPTIONS /mcp HTTP/1.1\r\n\r\n",
-                                "post /mcp HTTP/1.1\r\n\r\n", "GET /HEALTH HTTP/1.1\r\n\r\n"}) {
-        Response response = exchange(request);
-        EXPECT_EQ(response.headers["(status line)"], "HTTP/1.1 404 Not Found") << request;
-        EXPECT_EQ(response.body, "Not found");
-    }
-
-    Response notification = exchange(post(R"({"jsonrpc":"2.0","method":"notifications/initialized"})"));
-    EXPECT_EQ(notification.headers["(status line)"], "HTTP/1.1 202 Accepted");
-    EXPECT_EQ(notification.headers["content-length"], "0");
-    EXPECT_EQ(notification.headers.count("content-type"), 0u);
 
     Response query = exchange("POST /mcp?x=1 HTTP/1.1\r\nContent-Length: " + std::to_string(ping.size()) + "\r\n\r\n" + ping);
-    EXPECT_EQ(query.headers["content-type"], "application/json");
+    EXPECT_EQ(query.header("Content-Type"), "application/json");
     EXPECT_EQ(json::parse(query.body)["result"], json::object());
 
     Response unparseable = exchange(post("{oops"));
@@ -155,46 +257,37 @@ TEST_F(HTTP, RoutesAndHeaders) {
 }
 
 TEST_F(HTTP, OriginsOtherThanLoopbackAreRefused) {
-    for (const char* origin : {"http://evil.example", "http://127.0.0.1.evil.example", "https://localhost.evil",
-                               "localhost", "http://localhost:abc", "file://"}) {
+    for (auto [origin, status] : {std::pair{"http://evil.example", 403}, {"http://127.0.0.1.evil.example", 403},
+                                  {"https://localhost.evil", 403}, {"localhost", 403}, {"http://localhost:abc", 403},
+                                  {"file://", 403}, {"http://localhost:5173", 200}, {"https://127.0.0.1", 200},
+                                  {"http://[::1]:8080", 200}, {"null", 200}, {"", 200}}) {
         Response response = exchange("GET /health HTTP/1.1\r\nOrigin: " + std::string(origin) + "\r\n\r\n");
-        EXPECT_EQ(response.status, 403) << origin;
-        EXPECT_EQ(response.body, "Forbidden origin");
-    }
-    for (const char* origin : {"http://localhost:5173", "https://127.0.0.1", "http://[::1]:8080", "null", ""}) {
-        Response response = exchange("GET /health HTTP/1.1\r\nOrigin: " + std::string(origin) + "\r\n\r\n");
-        EXPECT_EQ(response.status, 200) << origin;
+        EXPECT_EQ(response.status, status) << origin;
+        EXPECT_EQ(response.body, status == 403 ? "Forbidden origin" : healthText) << origin;
     }
 }
 
 TEST_F(HTTP, OversizedOrInvalidLengthsAreRefusedAndClosed) {
-    struct Case {
-        std::string request;
-        std::string statusLine;
-    };
-    const std::vector<Case> cases = {
-        {"POST /mcp HTTP/1.1\r\nContent-Length: -5\r\n\r\n", "HTTP/1.1 400 Bad Request"},
-        {"POST /mcp HTTP/1.1\r\nContent-Length: 99999999999999999999999\r\n\r\n", "HTTP/1.1 400 Bad Request"},
-        {"POST /mcp HTTP/1.1\r\nContent-Length: 40000000\r\n\r\n", "HTTP/1.1 413 Content Too Large"},
-        {"POST /mcp HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3000000\r\n", "HTTP/1.1 413 Content Too Large"},
-        {"GET / HTTP/1.1\r\nX: " + std::string(70000, 'a'), "HTTP/1.1 431 Request Header Fields Too Large"},
-    };
-    for (const Case& c : cases) {
-        Client client(harness.port());
-        client.send(c.request);
-        auto response = client.receive();
-        ASSERT_TRUE(response) << c.statusLine;
-        EXPECT_EQ(response->headers["(status line)"], c.statusLine);
-        EXPECT_EQ(response->headers["connection"], "close");
-        EXPECT_TRUE(client.closedByServer()) << c.statusLine;
+    for (const auto& [request, statusLine] : std::vector<std::pair<std::string, std::string>>{
+             {"POST /mcp HTTP/1.1\r\nContent-Length: -5\r\n\r\n", "HTTP/1.1 400 Bad Request"},
+             {"POST /mcp HTTP/1.1\r\nContent-Length: 99999999999999999999999\r\n\r\n", "HTTP/1.1 400 Bad Request"},
+             {"POST /mcp HTTP/1.1\r\nContent-Length: 40000000\r\n\r\n", "HTTP/1.1 413 Content Too Large"},
+             {"POST /mcp HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n3000000\r\n", "HTTP/1.1 413 Content Too Large"},
+             {"GET / HTTP/1.1\r\nX: " + std::string(70000, 'a'), "HTTP/1.1 431 Request Header Fields Too Large"}}) {
+        Client client(port());
+        client.send(request);
+        Response response = client.next();
+        EXPECT_EQ(response.statusLine(), statusLine);
+        EXPECT_EQ(response.header("Connection"), "close") << statusLine;
+        EXPECT_TRUE(client.closedByServer()) << statusLine;
     }
 }
 
 TEST_F(HTTP, ServesIPv6LoopbackWhereAvailable) {
-    Client client(harness.port(), true);
+    Client client(port(), true);
     if (!client.connected()) GTEST_SKIP() << "no IPv6 loopback here";
     client.send("GET /health HTTP/1.1\r\n\r\n");
-    EXPECT_EQ(client.receive()->body, healthText);
+    EXPECT_EQ(client.next().body, healthText);
 }
 
 TEST_F(HTTP, FiveHundredHalfSentRequestsDoNotBlockTheNextClient) {
@@ -207,55 +300,43 @@ TEST_F(HTTP, FiveHundredHalfSentRequestsDoNotBlockTheNextClient) {
     }
     std::vector<std::unique_ptr<Client>> idle;
     for (int i = 0; i < 500; ++i) {
-        idle.push_back(std::make_unique<Client>(harness.port()));
+        idle.push_back(std::make_unique<Client>(port()));
         ASSERT_TRUE(idle.back()->connected()) << i;
         idle.back()->send("POST /mcp HTTP/1.1\r\nContent-Length: 100\r\n\r\n{\"jsonrpc\":");
     }
-    Response response = exchange(post(ping));
-    EXPECT_EQ(json::parse(response.body)["result"], json::object());
+    EXPECT_EQ(json::parse(exchange(post(ping)).body)["result"], json::object());
     // The idle ones are still alive and can finish their requests.
     idle[0]->send(std::string(89, ' '));
-    auto late = idle[0]->receive();
-    ASSERT_TRUE(late);
-    EXPECT_EQ(late->status, 200);
+    EXPECT_EQ(idle[0]->next().status, 200);
 }
 
 TEST_F(HTTP, KeepsAcceptingAfterRunningOutOfFileDescriptors) {
     // Take the client's descriptor first, use up every other one, then connect (which needs no
     // new descriptor): the server's accept fails. Once descriptors are free again, the waiting
     // client must be served.
-    Client client(harness.port(), false, false);
+    Client client(port(), false, false);
     rlimit original{};
     getrlimit(RLIMIT_NOFILE, &original);
     rlimit lowered = original;
     lowered.rlim_cur = std::min<rlim_t>(original.rlim_cur, 4096);
     setrlimit(RLIMIT_NOFILE, &lowered);
     std::vector<int> hog;
-    while (true) {
-        int fd = ::open("/dev/null", O_RDONLY);
-        if (fd < 0) break;
-        hog.push_back(fd);
-    }
+    for (int fd; (fd = ::open("/dev/null", O_RDONLY)) >= 0;) hog.push_back(fd);
     ASSERT_TRUE(client.connect());
     client.send(post(ping));
     EXPECT_FALSE(client.readable(200)) << "served although no descriptor was free";
     for (int fd : hog) ::close(fd);
     setrlimit(RLIMIT_NOFILE, &original);
-    auto response = client.receive();
-    ASSERT_TRUE(response) << "the listener stopped accepting";
-    EXPECT_EQ(response->status, 200);
+    EXPECT_EQ(client.next().status, 200) << "the listener stopped accepting";
     EXPECT_EQ(exchange("GET /health HTTP/1.1\r\n\r\n").status, 200);
 }
 
-TEST(HTTPServerState, ReportsListeningAndAPortInUse) {
-    ServerHarness first;
-    HeadlessMainQueue queue;
-    Studio studio{Project("Untitled", 120)};
-    MCPDispatcher dispatcher{studio, queue};
+TEST_F(HTTP, ReportsListeningAndAPortInUse) {
+    HeadlessMainQueue queue;  // delivers the states to this thread
+    MCPDispatcher other{studio, queue};
     std::vector<MCPHTTPServer::State> states;
-
-    MCPHTTPServer taken(first.port(), dispatcher);
-    taken.onState = [&](MCPHTTPServer::State state) { states.push_back(state); };
+    MCPHTTPServer taken(port(), other), anyPort(0, other);
+    taken.onState = anyPort.onState = [&](MCPHTTPServer::State state) { states.push_back(state); };
     taken.start();
     queue.poll();
     ASSERT_EQ(states.size(), 1u);
@@ -263,8 +344,6 @@ TEST(HTTPServerState, ReportsListeningAndAPortInUse) {
     EXPECT_EQ(std::get<MCPHTTPServer::Failed>(states[0]).message, "Address already in use");
 
     states.clear();
-    MCPHTTPServer anyPort(0, dispatcher);
-    anyPort.onState = [&](MCPHTTPServer::State state) { states.push_back(state); };
     anyPort.start();
     queue.poll();
     EXPECT_EQ(states, std::vector<MCPHTTPServer::State>{MCPHTTPServer::Listening{0}}) << "the configured port, as set";

@@ -1,5 +1,5 @@
 // The tool registry: argument readings, the reply and log of a call, the log summary, number
-// tidying, the schema forms, and the history tool against a real Studio.
+// tidying, the schema forms, and the full list of tools with their flags.
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "catalog/ParamError.h"
@@ -38,15 +38,10 @@ TEST(ToolArgs, ForgivingReadings) {
     for (const char* absent : {"bad", "lead", "empty", "inf", "t", "arr", "missing"})
         EXPECT_EQ(args.num(absent), std::nullopt) << absent;
 
-    EXPECT_EQ(args.boolean("t"), true);
-    EXPECT_EQ(args.boolean("one"), true);
-    EXPECT_EQ(args.boolean("two"), std::nullopt);
-    EXPECT_EQ(args.boolean("TRUE"), true);
-    EXPECT_EQ(args.boolean("yes"), true);
-    EXPECT_EQ(args.boolean("no"), false);
-    EXPECT_EQ(args.boolean("maybe"), false);
-    EXPECT_EQ(args.boolean("arr"), std::nullopt);
-
+    using Bool = std::optional<bool>;
+    for (auto [key, value] : {std::pair<const char*, Bool>{"t", true}, {"one", true}, {"two", std::nullopt}, {"TRUE", true},
+                              {"yes", true}, {"no", false}, {"maybe", false}, {"arr", std::nullopt}})
+        EXPECT_EQ(args.boolean(key), value) << key;
     EXPECT_EQ(args.string("s"), "1.5");
     EXPECT_EQ(args.string("n"), std::nullopt);
 
@@ -71,12 +66,7 @@ TEST(ToolRegistry, SummarizeTidyNumbersAndSchemas) {
     EXPECT_EQ(tidyNumbers("x1.5.123456789012345y"), "x1.5.123456789012345y");
 
     using namespace schema;
-    EXPECT_EQ(O({{"a", P("number", "A")}}, {"a"}),
-              json::parse(R"({"type":"object","properties":{"a":{"type":"number","description":"A"}},
-                               "required":["a"],"additionalProperties":false})"));
-    EXPECT_EQ(O(nullptr, {})["required"], json::array());
-    EXPECT_EQ(E({"x", "y"}, "D"), json::parse(R"({"type":"string","enum":["x","y"],"description":"D"})"));
-    EXPECT_EQ(A(P("integer", "i"), "D")["items"]["type"], "integer");
+    EXPECT_EQ(O(nullptr, {})["required"], json::array()) << "never null: clients read it as a list";
     EXPECT_EQ(trackRef()["type"], json({"string", "integer"}));
     EXPECT_EQ(trackRef()["description"], "Track id (e.g. \"t2\"), track name, or 0-based index");
     EXPECT_EQ(targetRef()["description"], "\"master\" for the master bus, or a track id / name / index");
@@ -101,27 +91,24 @@ TEST(ToolRegistry, RepliesAndLogRows) {
         add("badutf8", false, [](const ToolArgs&) { return json{{"t", "\xff"}}; });
         return list;
     });
-    EXPECT_EQ(tools.toolNames(), (std::vector<std::string>{"text", "json", "studio", "param", "other", "badutf8"}));
     EXPECT_EQ(tools.definitions()[0]["annotations"],
               json({{"readOnlyHint", true}, {"destructiveHint", false}, {"openWorldHint", false}}));
-    EXPECT_EQ(tools.definitions()[1]["inputSchema"]["type"], "object");
+    auto expectRow = [&](std::string tool, std::string detail, bool ok) {
+        const auto& row = studio.activity().back();
+        EXPECT_EQ(std::tuple(row.tool, row.detail, row.ok), std::tuple(tool, detail, ok));
+    };
 
-    json reply = call(tools, "text", {{"k", 1}});
-    EXPECT_EQ(reply, json({{"content", {{{"type", "text"}, {"text", "plain {\"a\": 0.10000000000000001}"}}}}, {"isError", false}}));
-    EXPECT_EQ(studio.activity().back().detail, "k: 1");
-    EXPECT_TRUE(studio.activity().back().ok);
+    EXPECT_EQ(call(tools, "text", {{"k", 1}}),
+              json({{"content", {{{"type", "text"}, {"text", "plain {\"a\": 0.10000000000000001}"}}}}, {"isError", false}}));
+    expectRow("text", "k: 1", true);
 
     EXPECT_EQ(text(call(tools, "json")), "{\n  \"a\": \"x/y\",\n  \"b\": 0.30000000000000004\n}")
         << "seventeen digits are what the double needs, so they stay";
 
     for (auto [name, message] : {std::pair{"studio", "No track 'x'. Tracks: t1 (Bass)."},
                                  std::pair{"param", "Unknown parameter 'q'."}, std::pair{"other", "vector index"}}) {
-        json failed = call(tools, name);
-        EXPECT_EQ(failed["isError"], true) << name;
-        EXPECT_EQ(text(failed), std::string("Error: ") + message);
-        EXPECT_EQ(studio.activity().back().tool, name);
-        EXPECT_EQ(studio.activity().back().detail, message);
-        EXPECT_FALSE(studio.activity().back().ok);
+        EXPECT_EQ(call(tools, name), json({{"content", {{{"type", "text"}, {"text", std::string("Error: ") + message}}}}, {"isError", true}}));
+        expectRow(name, message, false);
     }
     EXPECT_EQ(call(tools, "badutf8")["isError"], true) << "an unprintable result is a failure, not garbage";
 
@@ -130,44 +117,11 @@ TEST(ToolRegistry, RepliesAndLogRows) {
     EXPECT_EQ(studio.activity().size(), rows) << "unknown tools are not logged";
 }
 
-TEST(ToolRegistry, HistoryUndoesAndRedoesThroughTheStudio) {
-    HeadlessMainQueue queue;
-    Studio studio{Project("Untitled", 120)};
-    // The history tool alone, so the definition under test is the only one.
-    MCPTools tools(studio, queue, [](MCPTools& registry) { return std::vector<ToolDef>{historyTool(registry)}; });
-    ASSERT_EQ(tools.toolNames(), std::vector<std::string>{"history"});
-    EXPECT_EQ(tools.definitions()[0],
-              json::parse(R"json({"name":"history","description":"Undo or redo edits.",
-                "annotations":{"readOnlyHint":false,"destructiveHint":false,"openWorldHint":false},
-                "inputSchema":{"type":"object","additionalProperties":false,"required":["action"],"properties":{
-                  "action":{"type":"string","enum":["undo","redo"],"description":"Direction"},
-                  "steps":{"type":"integer","description":"How many steps (default 1)"}}}})json"));
-
-    for (double tempo : {100.0, 110.0, 130.0}) studio.mutate([=](Project& p) { p.tempo = tempo; });
-
-    json result = json::parse(text(call(tools, "history", {{"action", "undo"}, {"steps", 2}})));
-    EXPECT_EQ(result, json({{"can_undo", true}, {"can_redo", true}, {"tracks", 0}}));
-    EXPECT_EQ(studio.project().tempo, 100);
-    EXPECT_EQ(studio.activity().back().detail, "action: undo  steps: 2");
-
-    call(tools, "history", {{"action", "redo"}, {"steps", "0.4"}});  // rounds to 0, clamped to 1
-    EXPECT_EQ(studio.project().tempo, 110);
-    call(tools, "history", {{"action", "sideways"}, {"steps", 1000}});  // unknown action undoes, at most 100
-    EXPECT_EQ(studio.project().tempo, 120);
-    EXPECT_FALSE(studio.canUndo());
-    call(tools, "history", {{"action", "REDO"}});
-    EXPECT_EQ(studio.project().tempo, 120) << "only exactly \"redo\" redoes";
-}
-
 TEST(VelmoInfo, PortFromEnvironmentText) {
     using VelmoInfo::portFromText;
     EXPECT_EQ(portFromText(std::nullopt), 7341);
-    EXPECT_EQ(portFromText(""), 7341);
-    EXPECT_EQ(portFromText("8080"), 8080);
-    EXPECT_EQ(portFromText("+8080"), 8080);
-    EXPECT_EQ(portFromText("-0"), 0);
-    EXPECT_EQ(portFromText("0"), 0);
-    EXPECT_EQ(portFromText("65535"), 65535);
+    for (auto [text, port] : {std::pair{"", 7341}, {"8080", 8080}, {"+8080", 8080}, {"-0", 0}, {"0", 0}, {"65535", 65535}})
+        EXPECT_EQ(portFromText(text), port) << text;
     for (const char* bad : {"65536", "-1", " 80", "80 ", "8o", "+", "++1", "1e3", "99999999999999999999"})
         EXPECT_EQ(portFromText(bad), 7341) << bad;
 }
@@ -189,12 +143,23 @@ TEST(ToolRegistry, AllThirtyFourToolsInOrderWithTheirReadOnlyFlags) {
     EXPECT_EQ(tools.toolNames(), order);
     const std::vector<std::string> readOnly{"get_project", "get_clip", "get_track", "describe_synth",
                                             "list_presets", "list_midi_devices", "analyze_mix"};
+    json byName;
     for (const auto& definition : tools.definitions()) {
         const std::string name = definition["name"];
+        byName[name] = definition;
         const bool expected = std::find(readOnly.begin(), readOnly.end(), name) != readOnly.end();
         EXPECT_EQ(definition["annotations"]["readOnlyHint"], expected) << name;
         EXPECT_EQ(definition["inputSchema"]["additionalProperties"], false) << name;
     }
+    EXPECT_EQ(byName["history"],
+              json::parse(R"json({"name":"history","description":"Undo or redo edits.",
+                "annotations":{"readOnlyHint":false,"destructiveHint":false,"openWorldHint":false},
+                "inputSchema":{"type":"object","additionalProperties":false,"required":["action"],"properties":{
+                  "action":{"type":"string","enum":["undo","redo"],"description":"Direction"},
+                  "steps":{"type":"integer","description":"How many steps (default 1)"}}}})json"));
+    EXPECT_EQ(byName["add_effect"]["description"],
+              "Insert an effect on a track or the master bus. Kinds: drive, bitcrush, chorus, phaser, delay, reverb, "
+              "eq, compressor, autofilter. See describe_synth for each kind's params.");
 }
 
 } // namespace

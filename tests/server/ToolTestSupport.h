@@ -10,25 +10,26 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
 #include <vector>
-#include <memory>
 
 namespace velmo::testing {
 
 // The queue is declared first so that it outlives the Studio, which waits for running renders.
 struct ToolFixture : ::testing::Test {
     HeadlessMainQueue queue;
-    Studio studio{Studio::demoProject()};
+    Studio studio;
     MCPTools tools{studio, queue};
     std::filesystem::path home;
     std::optional<std::string> savedHome;
+
+    explicit ToolFixture(Project project = Studio::demoProject()) : studio(std::move(project)) {}
 
     void SetUp() override {
         std::string pattern = (std::filesystem::temp_directory_path() / "velmo-tools-XXXXXX").string();
@@ -39,8 +40,7 @@ struct ToolFixture : ::testing::Test {
     }
     void TearDown() override {
         if (savedHome) ::setenv("HOME", savedHome->c_str(), 1);
-        std::error_code ignored;
-        std::filesystem::remove_all(home, ignored);
+        std::filesystem::remove_all(home);
     }
 
     // Starts a call; the reply lands in the returned slot when the tool completes.
@@ -70,13 +70,27 @@ struct ToolFixture : ::testing::Test {
         EXPECT_EQ(r["isError"], false) << name << " " << arguments.dump() << ": " << text;
         return r["isError"] == false ? nlohmann::json::parse(text) : nlohmann::json();
     }
-    // The text of a call that must fail.
+    // The text of a call that must fail, checking that the song and its history did not move.
     std::string failure(const std::string& name, nlohmann::json arguments = nlohmann::json::object()) {
+        const Project before = studio.project();
+        const bool couldUndo = studio.canUndo();
         nlohmann::json r = reply(name, arguments);
         EXPECT_EQ(r["isError"], true) << name << " " << arguments.dump();
+        EXPECT_TRUE(studio.project() == before) << name << " " << arguments.dump() << " changed the project";
+        EXPECT_EQ(studio.canUndo(), couldUndo) << name << " " << arguments.dump();
         return r["content"][0]["text"];
     }
+    // A call that must fail with exactly "Error: " + `message`, changing nothing.
+    void fails(const std::string& name, nlohmann::json arguments, const std::string& message) {
+        EXPECT_EQ(failure(name, arguments), "Error: " + message) << name << " " << arguments.dump();
+    }
 };
+
+// Checks the named fields of `object` and no others.
+inline void expectFields(const nlohmann::json& object, const nlohmann::json& fields) {
+    for (auto it = fields.begin(); it != fields.end(); ++it)
+        EXPECT_EQ(object.contains(it.key()) ? object[it.key()] : nlohmann::json("(missing)"), it.value()) << it.key();
+}
 
 inline std::vector<std::string> keysOf(const nlohmann::json& object) {
     std::vector<std::string> keys;
