@@ -40,15 +40,46 @@ Stereo renderStereo(int frames, Render&& render, int block = 32) {
     return out;
 }
 
-// Amplitude of the component at `freq` in `x` (sample rate `sr`). Exact for a sinusoid when the
-// window holds a whole number of its cycles; other components leak little over a long window.
-inline double amplitudeAt(const std::vector<double>& x, double freq, double sr) {
+// renderStereo for a generator rendering whole 32-frame blocks through render(left, right);
+// returns the left channel. With `mono`, a right channel that differs is a test failure.
+template <class Render>
+std::vector<double> renderBlocks(int frames, Render&& render, bool mono = true) {
+    Stereo out = renderStereo(frames, [&](int, float* l, float* r) { render(l, r); });
+    if (mono && out.left != out.right) throw std::logic_error("a mono generator differs between channels");
+    return out.left;
+}
+
+// Correlation of x[from, from + length) with a unit phasor at `freq`, optionally Hann-windowed;
+// the phase is that of absolute sample positions, so two windows of one signal compare.
+inline std::complex<double> correlate(const std::vector<double>& x, double freq, double sr, size_t from, size_t length,
+                                      bool hann) {
     std::complex<double> acc{0.0, 0.0};
-    for (size_t i = 0; i < x.size(); ++i) {
-        double w = 2.0 * std::numbers::pi * freq * static_cast<double>(i) / sr;
-        acc += x[i] * std::complex<double>(std::cos(w), -std::sin(w));
+    for (size_t i = 0; i < length; ++i) {
+        double w = hann ? 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(length)) : 1.0;
+        acc += w * x[from + i] * std::polar(1.0, -2.0 * std::numbers::pi * freq * static_cast<double>(from + i) / sr);
     }
-    return 2.0 * std::abs(acc) / static_cast<double>(x.size());
+    return acc;
+}
+
+// Amplitude of the component at `freq` in `x`. Exact for a sinusoid when the window holds a
+// whole number of its cycles; other components leak little over a long window.
+inline double amplitudeAt(const std::vector<double>& x, double freq, double sr) {
+    return 2.0 * std::abs(correlate(x, freq, sr, 0, x.size(), false)) / static_cast<double>(x.size());
+}
+
+// amplitudeAt over x[from, from + length) through a Hann window (whose weights add up to half
+// its length): far less leakage from strong components elsewhere and from decaying ones.
+inline double windowedAmplitudeAt(const std::vector<double>& x, double freq, double sr, size_t from, size_t length) {
+    return 4.0 * std::abs(correlate(x, freq, sr, from, length, true)) / static_cast<double>(length);
+}
+
+// Frequency of the component near `guess` (Hz): the phase of its Hann-windowed correlation
+// advances from the window at `start` to the one `gap` samples later. The true frequency must
+// lie within sr / (2 × gap) of the guess.
+inline double frequencyNear(const std::vector<double>& x, double guess, double sr, size_t start, size_t window,
+                            size_t gap) {
+    double turn = std::arg(correlate(x, guess, sr, start + gap, window, true) / correlate(x, guess, sr, start, window, true));
+    return guess + turn * sr / (2.0 * std::numbers::pi * static_cast<double>(gap));
 }
 
 // Feeds a sine of `amplitude` at `freq` through `process` for `settle` samples, then measures the
@@ -57,74 +88,21 @@ template <class Process>
 double sineGain(Process&& process, double freq, double sr, double amplitude = 0.5, int settle = 24000,
                 int window = 4800) {
     std::vector<double> out;
-    out.reserve(static_cast<size_t>(window));
     for (int i = 0; i < settle + window; ++i) {
-        double x = amplitude * std::sin(2.0 * std::numbers::pi * freq * i / sr);
-        double y = process(x);
+        double y = process(amplitude * std::sin(2.0 * std::numbers::pi * freq * i / sr));
         if (i >= settle) out.push_back(y);
     }
     return amplitudeAt(out, freq, sr) / amplitude;
 }
 
-} // namespace velmo::test
-
-namespace velmo::test {
-
-// Frequency of the component near `guess` (Hz): the phase of its Hann-windowed correlation
-// advances from the window at `start` to the one `gap` samples later. Both windows are `window`
-// samples long; the true frequency must lie within sr / (2 × gap) of the guess.
-inline double frequencyNear(const std::vector<double>& x, double guess, double sr, size_t start, size_t window,
-                            size_t gap) {
-    auto correlate = [&](size_t from) {
-        std::complex<double> acc{0.0, 0.0};
-        for (size_t i = 0; i < window; ++i) {
-            double hann = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(i) / static_cast<double>(window));
-            double w = 2.0 * std::numbers::pi * guess * static_cast<double>(from + i) / sr;
-            acc += hann * x[from + i] * std::complex<double>(std::cos(w), -std::sin(w));
-        }
-        return acc;
-    };
-    double turn = std::arg(correlate(start + gap) / correlate(start));
-    return guess + turn * sr / (2.0 * std::numbers::pi * static_cast<double>(gap));
+// |H| at `f` of the state-variable lowpass12 with damping k = 2 − 1.96 × resonance: the
+// bilinear image of the analog prototype, prewarped at the cutoff `fc`.
+inline double lowpass12Gain(double f, double fc, double res, double sr = kSr) {
+    double w = std::tan(std::numbers::pi * f / sr) / std::tan(std::numbers::pi * fc / sr);
+    return 1.0 / std::abs(std::complex<double>(1.0 - w * w, (2.0 - 1.96 * res) * w));
 }
 
-// Cents from `reference` to `f`.
 inline double cents(double f, double reference) { return 1200.0 * std::log2(f / reference); }
-
-} // namespace velmo::test
-
-namespace velmo::test {
-
-// Calls render(left, right) for 32-frame blocks until `frames` frames are done and returns the
-// left channel. With `mono`, a right channel that differs from the left is a test failure.
-template <class Render>
-std::vector<double> renderBlocks(int frames, Render&& render, bool mono = true) {
-    std::vector<double> out;
-    float l[32], r[32];
-    for (int done = 0; done < frames; done += 32) {
-        render(l, r);
-        for (int i = 0; i < 32; ++i) {
-            if (mono && l[i] != r[i]) throw std::logic_error("a mono generator differs between channels");
-            out.push_back(l[i]);
-        }
-    }
-    return out;
-}
-
-// amplitudeAt through a Hann window: far less leakage from strong components elsewhere, and
-// from components that decay within the window; slightly biased for a decaying one.
-inline double windowedAmplitudeAt(const std::vector<double>& x, double freq, double sr) {
-    std::complex<double> acc{0.0, 0.0};
-    double weight = 0.0;
-    const double n = static_cast<double>(x.size());
-    for (size_t i = 0; i < x.size(); ++i) {
-        double hann = 0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(i) / n);
-        double w = 2.0 * std::numbers::pi * freq * static_cast<double>(i) / sr;
-        acc += hann * x[i] * std::complex<double>(std::cos(w), -std::sin(w));
-        weight += hann;
-    }
-    return 2.0 * std::abs(acc) / weight;
-}
 
 inline std::vector<double> slice(const std::vector<double>& x, size_t from, size_t length) {
     return {x.begin() + static_cast<long>(from), x.begin() + static_cast<long>(from + length)};

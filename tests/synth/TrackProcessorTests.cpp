@@ -26,14 +26,22 @@ std::shared_ptr<const CompiledTrack> compiled(const SynthPatch& patch, std::vect
     return t;
 }
 
-SynthPatch polyPatch(double polyphony) {
+SynthPatch patchWith(double polyphony, VoiceMode mode = VoiceMode::poly, EngineKind engine = EngineKind::analog) {
     SynthPatch p;
     p.voice.polyphony = polyphony;
+    p.voice.mode = mode;
+    p.engine = engine;
     return p;
 }
 
 struct Fixture {
     explicit Fixture(const SynthPatch& patch) : tp("t1", patch) { tp.load(compiled(patch), kCtx, 0); }
+
+    std::int64_t on(int pitch, double velocity = 1.0) { return tp.noteOn(pitch, velocity, kCtx); }
+    void on(std::initializer_list<int> pitches) {
+        for (int pitch : pitches) on(pitch);
+    }
+    const Voice& v(int i) const { return tp.voice(i); }
 
     // Renders `blocks` full blocks into a scratch bus.
     void run(int blocks) {
@@ -55,140 +63,110 @@ struct Fixture {
 
 TEST(TrackProcessor, PolyStealingOrderAndLimits) {
     {
-        Fixture f(polyPatch(2));
-        f.tp.noteOn(60, 1, kCtx);
-        f.tp.noteOn(62, 1, kCtx);
-        f.tp.noteOn(64, 1, kCtx);
-        EXPECT_EQ(f.tp.voice(0).pitch, 64) << "the third note takes the oldest voice";
-        EXPECT_EQ(f.tp.voice(1).pitch, 62);
+        Fixture f(patchWith(2));
+        f.on({60, 62, 64});
+        EXPECT_EQ(f.v(0).pitch, 64) << "the third note takes the oldest voice";
+        EXPECT_EQ(f.v(1).pitch, 62);
         EXPECT_EQ(f.activeVoices(), 2);
     }
     {
         // The quietest released voice goes first: before an older released one and before the
         // oldest held one.
-        Fixture f(polyPatch(3));
-        f.tp.noteOn(60, 1, kCtx);
-        auto b = f.tp.noteOn(62, 1, kCtx);
-        auto c = f.tp.noteOn(64, 1, kCtx);
+        Fixture f(patchWith(3));
+        f.on(60);
+        auto b = f.on(62), c = f.on(64);
         f.run(300); // well into sustain
         f.tp.noteOff(c);
         f.run(100);
         f.tp.noteOff(b);
         f.run(1);
-        ASSERT_TRUE(f.tp.voice(2).active);
-        ASSERT_LT(f.tp.voice(2).ampEnv.value, f.tp.voice(1).ampEnv.value);
-        f.tp.noteOn(65, 1, kCtx);
-        EXPECT_EQ(f.tp.voice(2).pitch, 65);
-        EXPECT_FALSE(f.tp.voice(2).released);
-        EXPECT_TRUE(f.tp.voice(0).pitch == 60 && f.tp.voice(1).pitch == 62);
+        ASSERT_TRUE(f.v(2).active);
+        ASSERT_LT(f.v(2).ampEnv.value, f.v(1).ampEnv.value);
+        f.on(65);
+        EXPECT_TRUE(f.v(2).pitch == 65 && !f.v(2).released);
+        EXPECT_TRUE(f.v(0).pitch == 60 && f.v(1).pitch == 62);
     }
     // Polyphony is clamped to 1..16 and truncated.
     for (auto [polyphony, voices] : std::vector<std::pair<double, int>>{{0, 1}, {-3, 1}, {2.9, 2}, {100, 16}}) {
-        Fixture f(polyPatch(polyphony));
-        for (int i = 0; i < 20; ++i) f.tp.noteOn(40 + i, 1, kCtx);
+        Fixture f(patchWith(polyphony));
+        for (int i = 0; i < 20; ++i) f.on(40 + i);
         EXPECT_EQ(f.activeVoices(), voices) << "polyphony " << polyphony;
     }
 }
 
 TEST(TrackProcessor, DrumsUseEveryVoiceAndHatsChokeOpenHats) {
-    SynthPatch p;
-    p.engine = EngineKind::drums;
-    p.voice.mode = VoiceMode::legato;
-    p.voice.polyphony = 2;
+    const SynthPatch p = patchWith(2, VoiceMode::legato, EngineKind::drums);
     {
         Fixture f(p);
-        for (int i = 0; i < 16; ++i) f.tp.noteOn(36, 1, kCtx);
+        for (int i = 0; i < 16; ++i) f.on(36);
         EXPECT_EQ(f.activeVoices(), 16) << "sixteen voices, whatever the patch's mode and polyphony say";
-        for (int i = 0; i < 16; ++i) EXPECT_FALSE(f.tp.voice(i).released) << "no same-pitch release on drums, voice " << i;
-        f.tp.noteOn(38, 1, kCtx);
-        EXPECT_EQ(f.tp.voice(0).pitch, 38) << "the seventeenth hit takes the oldest voice";
+        for (int i = 0; i < 16; ++i) EXPECT_FALSE(f.v(i).released) << "no same-pitch release on drums, voice " << i;
+        f.on(38);
+        EXPECT_EQ(f.v(0).pitch, 38) << "the seventeenth hit takes the oldest voice";
     }
     Fixture f(p);
-    f.tp.noteOn(46, 1, kCtx); // open hat, voice 0
-    f.tp.noteOn(36, 1, kCtx); // kick, voice 1
+    f.on({46, 36}); // open hat on voice 0, kick on voice 1
     f.run(2);
-    EXPECT_FALSE(f.tp.voice(0).drum.choking);
-    f.tp.noteOn(42, 1, kCtx); // closed hat takes a voice of its own
-    EXPECT_TRUE(f.tp.voice(0).drum.choking) << "the open hat is choked";
-    EXPECT_FALSE(f.tp.voice(1).drum.choking) << "the kick is not";
-    f.run(60); // x0.996 per sample falls below 0.001 after about 1,724 samples
-    EXPECT_FALSE(f.tp.voice(0).active) << "the choked hat ends";
+    EXPECT_FALSE(f.v(0).drum.choking);
+    f.on(42); // closed hat takes a voice of its own
+    EXPECT_TRUE(f.v(0).drum.choking) << "the open hat is choked";
+    EXPECT_FALSE(f.v(1).drum.choking) << "the kick is not";
+    f.run(60); // the choked hat ends after 1,724 samples (its fall is measured in DrumGen's tests)
+    EXPECT_FALSE(f.v(0).active) << "the choked hat ends";
 
-    f.tp.noteOn(46, 1, kCtx);
-    f.tp.noteOn(44, 1, kCtx); // pedal hat
+    f.on({46, 44}); // and a pedal hat
     bool choked = false;
-    for (int i = 0; i < TrackProcessor::voiceCount; ++i)
-        choked |= f.tp.voice(i).active && f.tp.voice(i).pitch == 46 && f.tp.voice(i).drum.choking;
+    for (int i = 0; i < TrackProcessor::voiceCount; ++i) choked |= f.v(i).active && f.v(i).pitch == 46 && f.v(i).drum.choking;
     EXPECT_TRUE(choked) << "a pedal hat chokes too";
 }
 
 TEST(TrackProcessor, PolyRetriggerLeavesTheOldVoiceInRelease) {
-    Fixture f(polyPatch(8));
-    auto first = f.tp.noteOn(60, 1, kCtx);
-    f.tp.noteOn(60, 1, kCtx);
-    EXPECT_TRUE(f.tp.voice(0).released);
-    EXPECT_FALSE(f.tp.voice(1).released);
-    EXPECT_EQ(f.tp.voice(1).pitch, 60);
-    // Ending the first tag again touches nothing: that note is already in release.
+    Fixture f(patchWith(8));
+    auto first = f.on(60);
+    f.on(60);
+    EXPECT_TRUE(f.v(0).released);
+    EXPECT_TRUE(f.v(1).pitch == 60 && !f.v(1).released);
     f.tp.noteOff(first);
-    EXPECT_FALSE(f.tp.voice(1).released);
+    EXPECT_FALSE(f.v(1).released) << "ending the first tag again touches nothing: that note is already in release";
     f.tp.noteOffPitch(60);
-    EXPECT_TRUE(f.tp.voice(1).released);
+    EXPECT_TRUE(f.v(1).released);
 }
 
-TEST(TrackProcessor, LegatoTiesAndReturnsWithoutRetrigger) {
-    SynthPatch p;
-    p.voice.mode = VoiceMode::legato;
-    Fixture f(p);
-    auto a = f.tp.noteOn(60, 0.8, kCtx);
-    f.run(100);
-    const Voice& v = f.tp.voice(0);
-    auto stage = v.ampEnv.stage;
-    ASSERT_NE(stage, ADSR::Stage::attack);
-    auto b = f.tp.noteOn(64, 0.3, kCtx);
-    EXPECT_EQ(v.pitch, 64);
-    EXPECT_EQ(v.tag, b);
-    EXPECT_EQ(v.ampEnv.stage, stage) << "a tied note does not restart the envelope";
-    EXPECT_EQ(v.velocity, 0.8) << "the velocity stays that of the first note";
+// Legato ties a new note to a held one; mono retriggers it. Neither retriggers on the return.
+TEST(TrackProcessor, LegatoAndMonoStacks) {
+    for (VoiceMode mode : {VoiceMode::legato, VoiceMode::mono}) {
+        SCOPED_TRACE(toString(mode));
+        const bool legato = mode == VoiceMode::legato;
+        Fixture f(patchWith(8, mode));
+        auto a = f.on(60, 0.8);
+        f.run(100);
+        const Voice& v = f.v(0);
+        auto stage = v.ampEnv.stage;
+        ASSERT_NE(stage, ADSR::Stage::attack);
+        auto b = f.on(64, 0.3);
+        EXPECT_TRUE(v.pitch == 64 && v.tag == b);
+        EXPECT_EQ(v.ampEnv.stage, legato ? stage : ADSR::Stage::attack) << "only mono restarts the envelope";
+        EXPECT_EQ(v.velocity, legato ? 0.8 : 0.3) << "a tied note keeps the first note's velocity";
 
-    f.tp.noteOff(b);
-    EXPECT_EQ(v.pitch, 60) << "back to the held note";
-    EXPECT_EQ(v.tag, a);
-    EXPECT_FALSE(v.released);
-    f.tp.noteOff(a);
-    EXPECT_TRUE(v.released);
-    EXPECT_TRUE(f.tp.monoStack().empty());
+        f.run(100);
+        stage = v.ampEnv.stage;
+        ASSERT_NE(stage, ADSR::Stage::attack);
+        f.tp.noteOff(b);
+        EXPECT_TRUE(v.pitch == 60 && v.tag == a) << "back to the held note";
+        EXPECT_EQ(v.ampEnv.stage, stage) << "the return does not retrigger";
+        EXPECT_FALSE(v.released);
+        f.tp.noteOff(a);
+        EXPECT_TRUE(v.released);
+        EXPECT_TRUE(f.tp.monoStack().empty());
 
-    // Ending the earlier note while a later one holds only drops it from the stack.
-    f.run(400);
-    auto c = f.tp.noteOn(60, 1, kCtx);
-    auto d = f.tp.noteOn(67, 1, kCtx);
-    f.tp.noteOff(c);
-    EXPECT_EQ(v.pitch, 67);
-    EXPECT_FALSE(v.released);
-    ASSERT_EQ(f.tp.monoStack().size(), 1u);
-    EXPECT_EQ(f.tp.monoStack()[0].tag, d);
-}
-
-TEST(TrackProcessor, MonoRetriggersOnNewNotesButNotOnReturn) {
-    SynthPatch p;
-    p.voice.mode = VoiceMode::mono;
-    Fixture f(p);
-    auto a = f.tp.noteOn(60, 1, kCtx);
-    f.run(100);
-    const Voice& v = f.tp.voice(0);
-    auto b = f.tp.noteOn(64, 1, kCtx);
-    EXPECT_EQ(v.ampEnv.stage, ADSR::Stage::attack) << "mono retriggers at every new note";
-    EXPECT_EQ(v.tag, b);
-    f.run(100);
-    auto stage = v.ampEnv.stage;
-    ASSERT_NE(stage, ADSR::Stage::attack);
-    f.tp.noteOff(b);
-    EXPECT_EQ(v.pitch, 60);
-    EXPECT_EQ(v.tag, a);
-    EXPECT_EQ(v.ampEnv.stage, stage) << "the return to a held note does not retrigger";
-    f.tp.noteOffPitch(60);
-    EXPECT_TRUE(v.released);
+        // Ending the earlier note while a later one holds only drops it from the stack.
+        f.run(400);
+        auto c = f.on(60), d = f.on(67);
+        f.tp.noteOff(c);
+        EXPECT_TRUE(v.pitch == 67 && !v.released);
+        ASSERT_EQ(f.tp.monoStack().size(), 1u);
+        EXPECT_EQ(f.tp.monoStack()[0].tag, d);
+    }
 }
 
 TEST(TrackProcessor, ScheduleEndsNotesStrictlyBeforeTheSpanEnd) {
@@ -201,15 +179,13 @@ TEST(TrackProcessor, ScheduleEndsNotesStrictlyBeforeTheSpanEnd) {
     EXPECT_EQ(f.tp.pendingOffs().size(), 2u) << "an end exactly on `to` is not yet due";
     f.tp.schedule(1.0, 1.5, kCtx);
     EXPECT_EQ(f.tp.pendingOffs().size(), 1u);
-    EXPECT_TRUE(f.tp.voice(0).released);
-    EXPECT_FALSE(f.tp.voice(1).released);
+    EXPECT_TRUE(f.v(0).released && !f.v(1).released);
 }
 
 TEST(TrackProcessor, LoadKeepsVoicesUnlessEngineOrModeChanges) {
     SynthPatch p;
     Fixture f(p);
-    f.tp.noteOn(60, 1, kCtx);
-    f.tp.noteOn(64, 1, kCtx);
+    f.on({60, 64});
     f.run(2);
 
     SynthPatch brighter = p;
@@ -222,7 +198,7 @@ TEST(TrackProcessor, LoadKeepsVoicesUnlessEngineOrModeChanges) {
     mono.voice.mode = VoiceMode::mono;
     f.tp.load(compiled(mono), kCtx, 0);
     EXPECT_EQ(f.activeVoices(), 0) << "a voice-mode change hard-stops every voice";
-    f.tp.noteOn(60, 1, kCtx);
+    f.on(60);
     SynthPatch fm = mono;
     fm.engine = EngineKind::fm;
     f.tp.load(compiled(fm), kCtx, 0);
