@@ -1,13 +1,13 @@
 // The Studio's link to its engine core: every committed edit reaches the core and a no-op edit
 // does not, the transport and live-note operations, the status poll, and MIDI through the
 // in-memory MIDI system.
+#include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "midi/MIDIWords.h"
 #include "midi/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
 
 namespace velmo {
 namespace {
@@ -116,19 +116,13 @@ TEST(EngineLink, MIDIRoutesFollowDevicesAndInputPlaysTheSelectedTrack) {
     auto platform = std::make_shared<MemoryMIDIPlatform>();
     MIDIObjectRef synth = platform->addDestination("Synth");
     MIDIObjectRef keys = platform->addSource("Keys");
-    std::deque<std::function<void()>> mainQueue;
-    auto runMain = [&] {
-        while (!mainQueue.empty()) {
-            auto task = std::move(mainQueue.front());
-            mainQueue.pop_front();
-            task();
-        }
-    };
+    HeadlessMainQueue queue;
+    auto runMain = [&] { queue.poll(); };
 
     Project p = song();
     p.tracks.mut(0).midiOut = MIDIRoute{"synth", 2, false};
     Studio studio(p);
-    ASSERT_TRUE(studio.startMIDI(platform, [&](std::function<void()> f) { mainQueue.push_back(std::move(f)); }));
+    ASSERT_TRUE(studio.startMIDI(platform, [&](std::function<void()> f) { queue.post(std::move(f)); }));
     ASSERT_EQ(studio.midiDestinations().size(), 2u);
     EXPECT_TRUE(studio.midiDestinations()[0].isVirtual);
     EXPECT_EQ(studio.midiInputs(), std::vector<std::string>{"Keys"});
