@@ -1,11 +1,13 @@
 // What every processor promises the engine: "mix" 0 (or flat settings) passes the input bit
 // for bit, each parameter is read, a call of 0 frames and a repeated update change nothing, a
 // processor is kept across a load by id and kind and carries its tail on, and the master chain
-// stays under the limiter however loud its effects are set.
+// stays under the limiter however loud its effects are set. No processor allocates in `update` or
+// `process` once made, counted with a replaced global operator new.
 #include "FXRig.h"
 
 #include "effects/EffectChain.h"
 #include "engine/EngineRig.h"
+#include "support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
@@ -87,6 +89,28 @@ TEST(EffectProcessor, ZeroFramesAndRepeatedUpdatesChangeNothing) {
         EXPECT_EQ(a.left, b.left) << toString(kind);
         EXPECT_EQ(a.right, b.right) << toString(kind);
         EXPECT_NE(a.left, in.left) << toString(kind) << " should have changed the signal";
+    }
+}
+
+TEST(EffectProcessor, UpdateAndProcessAllocateNothing) {
+    ASSERT_GE(probeAllocations(), 2) << "the counter must see allocations made through new";
+    const double sr = 48000;
+    for (EffectKind kind : allCases<EffectKind>()) {
+        std::vector<EffectSlot> slots; // each parameter at its low and high end, as a knob drag gives them
+        for (const auto& spec : EffectCatalog::specs(kind)) {
+            slots.push_back(slotOf(kind, {{std::string(spec.name), spec.min}}));
+            slots.push_back(slotOf(kind, {{std::string(spec.name), spec.max}}));
+        }
+        FX fx(kind, sr);
+        Stereo s = sine(32, 440, sr);
+        fx.run(s); // warm up
+        const long allocations = allocationsDuring([&] {
+            for (int block = 0; block < 3000; ++block) {
+                fx.proc->update(slots[static_cast<std::size_t>(block) % slots.size()], fx.ctx);
+                fx.proc->process(s.left.data(), s.right.data(), 32);
+            }
+        });
+        EXPECT_EQ(allocations, 0) << toString(kind);
     }
 }
 
