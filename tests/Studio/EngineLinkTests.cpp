@@ -1,24 +1,30 @@
 // The Studio's link to its engine core: every committed edit reaches the core and a no-op edit
-// does not, the transport and live-note operations, the status poll, and MIDI through the
-// in-memory MIDI system.
+// does not, the transport and live-note operations, the status poll, MIDI through the in-memory
+// MIDI system; offline renders (default end, outcomes on the main queue and never at once) and
+// auditions that sound without touching the song.
+#include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "midi/MIDIWords.h"
 #include "midi/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
+#include <chrono>
+#include <system_error>
+#include <thread>
+
 
 namespace velmo {
 namespace {
 
-Project song() {
+// t1 with c2, a clip of `clipEnd` beats; the loop runs from 0 to 16.
+Project song(double clipEnd = 4, bool loop = false) {
     Project p("Song", 120);
-    p.loopEnabled = false;
+    p.loopEnabled = loop;
     Track track(p.makeId("t"), "Lead", 0, SynthPatch());
-    track.clips.push_back(Clip{p.makeId("c"), "Clip", 0, 4, CowVector<Note>{{60, 0, 4, 0.8}}});
+    track.clips.push_back(Clip{p.makeId("c"), "Clip", 0, clipEnd, CowVector<Note>{{60, 0, 4, 0.8}}});
     p.tracks.push_back(track);
-    return p; // t1 with c2
+    return p;
 }
 
 // The voice of the track that sounds `pitch`, started last.
@@ -116,19 +122,13 @@ TEST(EngineLink, MIDIRoutesFollowDevicesAndInputPlaysTheSelectedTrack) {
     auto platform = std::make_shared<MemoryMIDIPlatform>();
     MIDIObjectRef synth = platform->addDestination("Synth");
     MIDIObjectRef keys = platform->addSource("Keys");
-    std::deque<std::function<void()>> mainQueue;
-    auto runMain = [&] {
-        while (!mainQueue.empty()) {
-            auto task = std::move(mainQueue.front());
-            mainQueue.pop_front();
-            task();
-        }
-    };
+    HeadlessMainQueue queue;
+    auto runMain = [&] { queue.poll(); };
 
     Project p = song();
     p.tracks.mut(0).midiOut = MIDIRoute{"synth", 2, false};
     Studio studio(p);
-    ASSERT_TRUE(studio.startMIDI(platform, [&](std::function<void()> f) { mainQueue.push_back(std::move(f)); }));
+    ASSERT_TRUE(studio.startMIDI(platform, [&](std::function<void()> f) { queue.post(std::move(f)); }));
     ASSERT_EQ(studio.midiDestinations().size(), 2u);
     EXPECT_TRUE(studio.midiDestinations()[0].isVirtual);
     EXPECT_EQ(studio.midiInputs(), std::vector<std::string>{"Keys"});
@@ -168,6 +168,71 @@ TEST(EngineLink, MIDIRoutesFollowDevicesAndInputPlaysTheSelectedTrack) {
     platform->emit(keys, std::span(&on, 1));
     runMain();
     EXPECT_EQ(studio.live().heldPitches.at("t1").count(50), 0u) << "with no selected track the note is dropped";
+}
+
+// Serves the queue until `outcome` is there.
+void serveUntil(HeadlessMainQueue& queue, const std::optional<Studio::RenderOutcome>& outcome) {
+    const auto giveUp = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!outcome && std::chrono::steady_clock::now() < giveUp)
+        if (queue.poll() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    ASSERT_TRUE(outcome) << "the render never answered";
+}
+
+TEST(RenderOperations, DefaultEndIsTheLaterOfSongEndAndLoopEnd) {
+    Project empty("Empty", 120);
+    empty.loopEnabled = false;
+    EXPECT_EQ(empty.renderEnd(), 0.0);
+    EXPECT_EQ(song(12, true).renderEnd(), 16.0);
+    EXPECT_EQ(song(20, true).renderEnd(), 20.0);
+    EXPECT_EQ(song(12, false).renderEnd(), 12.0);
+}
+
+TEST(RenderOperations, OutcomesArriveOnTheMainQueueFromASnapshot) {
+    HeadlessMainQueue queue;
+    Studio studio(song(12, true));
+    const auto mainThread = std::this_thread::get_id();
+
+    std::optional<Studio::RenderOutcome> analysis;
+    std::thread::id deliveredOn;
+    studio.analyze(-3, std::nullopt, queue, [&](Studio::RenderOutcome o) {
+        deliveredOn = std::this_thread::get_id();
+        analysis = std::move(o);
+    });
+    EXPECT_FALSE(analysis) << "never before the call returns";
+    studio.mutate([](Project& p) { p.tempo = 60; });  // after the snapshot: the render keeps 120 BPM
+    serveUntil(queue, analysis);
+    EXPECT_EQ(deliveredOn, mainThread);
+    ASSERT_TRUE(std::holds_alternative<MixAnalysis>(*analysis));
+    EXPECT_NEAR(std::get<MixAnalysis>(*analysis).seconds, 16 * 0.5 + 0.5, 1e-3) << "from beat 0 to the loop end";
+    EXPECT_GT(std::get<MixAnalysis>(*analysis).peakDb, -60);
+
+    std::optional<Studio::RenderOutcome> failed;
+    studio.exportAudio("/nonexistent-velmo-folder/out.wav", 0, 1, 0, queue, [&](Studio::RenderOutcome o) {
+        deliveredOn = std::this_thread::get_id();
+        failed = std::move(o);
+    });
+    EXPECT_FALSE(failed);
+    serveUntil(queue, failed);
+    EXPECT_EQ(deliveredOn, mainThread);
+    ASSERT_TRUE(std::holds_alternative<std::exception_ptr>(*failed));
+    EXPECT_THROW(std::rethrow_exception(std::get<std::exception_ptr>(*failed)), std::system_error);
+    EXPECT_EQ(studio.rendersRunning(), 0u);
+}
+
+TEST(RenderOperations, AnAuditionSoundsWhileStoppedAndIsNoEdit) {
+    Studio studio(song(4, false));
+    const Project before = studio.project();
+    studio.audition("t1", {{0, 72, 0.9, 0.05}, {0.02, 76, 0.9, 0.05}});
+    EXPECT_EQ(studio.core().auditionCount(), 2u);
+    EXPECT_FALSE(studio.core().playing());
+
+    std::vector<float> left(4800), right(4800);
+    studio.core().render(4800, left.data(), right.data(), 0);
+    float loudest = 0;
+    for (float s : left) loudest = std::max(loudest, std::abs(s));
+    EXPECT_GT(loudest, 0.01f);
+    EXPECT_EQ(studio.project(), before);
+    EXPECT_FALSE(studio.canUndo());
 }
 
 } // namespace

@@ -43,33 +43,34 @@ TEST(EffectCatalog, TableRowsAreExact) {
     EXPECT_EQ(EffectCatalog::spec(EffectKind::reverb, "Size"), nullptr) << "names are case-sensitive";
 }
 
-TEST(EffectCatalog, EveryKindsDefaultsMatchItsSpecs) {
-    const std::map<EffectKind, std::vector<std::string>> names{
-        {EffectKind::drive, {"drive", "tone", "level", "mix"}},
-        {EffectKind::bitcrush, {"bits", "downsample", "mix"}},
-        {EffectKind::chorus, {"rate", "depth", "mix"}},
-        {EffectKind::phaser, {"rate", "depth", "feedback", "mix"}},
-        {EffectKind::delay, {"time", "feedback", "tone", "pingpong", "mix"}},
-        {EffectKind::reverb, {"size", "damping", "width", "mix"}},
-        {EffectKind::eq, {"low", "mid", "midFreq", "high"}},
-        {EffectKind::compressor, {"threshold", "ratio", "attack", "release", "makeup"}},
-        {EffectKind::autofilter, {"mode", "cutoff", "resonance", "rate", "depth", "mix"}},
+TEST(EffectCatalog, EveryKindsParametersSummaryAndDefaults) {
+    const std::map<EffectKind, std::pair<std::string, std::string>> table{
+        {EffectKind::drive, {"drive tone level mix", "Tube-style tanh saturation with tone control"}},
+        {EffectKind::bitcrush, {"bits downsample mix", "Bit-depth and sample-rate reduction"}},
+        {EffectKind::chorus, {"rate depth mix", "Stereo modulated-delay chorus"}},
+        {EffectKind::phaser, {"rate depth feedback mix", "6-stage stereo phaser"}},
+        {EffectKind::delay, {"time feedback tone pingpong mix", "Tempo-synced stereo/ping-pong delay"}},
+        {EffectKind::reverb, {"size damping width mix", "Freeverb-style algorithmic reverb"}},
+        {EffectKind::eq, {"low mid midFreq high", "3-band EQ: low shelf, sweepable mid, high shelf"}},
+        {EffectKind::compressor, {"threshold ratio attack release makeup", "Stereo-linked feed-forward compressor"}},
+        {EffectKind::autofilter, {"mode cutoff resonance rate depth mix", "Resonant filter with LFO sweep"}},
     };
     int logCount = 0;
     for (EffectKind kind : allCases<EffectKind>()) {
         SCOPED_TRACE(std::string(toString(kind)));
-        std::vector<std::string> order;
+        std::string order;
+        const auto defaults = EffectCatalog::defaults(kind);
         for (const auto& s : EffectCatalog::specs(kind)) {
-            order.emplace_back(s.name);
+            order += (order.empty() ? "" : " ") + std::string(s.name);
             EXPECT_LE(s.min, s.defaultValue) << s.name;
             EXPECT_LE(s.defaultValue, s.max) << s.name;
             EXPECT_TRUE(!s.log || s.min > 0) << s.name << " is logarithmic but reaches 0";
+            EXPECT_EQ(defaults.at(std::string(s.name)), s.defaultValue) << s.name;
             logCount += s.log;
         }
-        EXPECT_EQ(order, names.at(kind));
-        auto defaults = EffectCatalog::defaults(kind);
-        EXPECT_EQ(defaults.size(), order.size());
-        for (const auto& s : EffectCatalog::specs(kind)) EXPECT_EQ(defaults.at(std::string(s.name)), s.defaultValue);
+        EXPECT_EQ(order, table.at(kind).first);
+        EXPECT_EQ(defaults.size(), EffectCatalog::specs(kind).size());
+        EXPECT_EQ(EffectCatalog::summary(kind), table.at(kind).second);
     }
     EXPECT_EQ(logCount, 10);
     EXPECT_EQ(EffectCatalog::defaults(EffectKind::delay),
@@ -117,21 +118,6 @@ TEST(EffectCatalog, MergeFailuresNameTheChoices) {
     EffectParams base = EffectCatalog::defaults(EffectKind::chorus);
     EXPECT_THROW(EffectCatalog::merge(EffectKind::chorus, base, json{{"depth", 0.1}, {"mix", "x"}}), ParamError);
     EXPECT_EQ(base, EffectCatalog::defaults(EffectKind::chorus));
-}
-
-TEST(EffectCatalog, Summaries) {
-    const std::map<EffectKind, std::string> expected{
-        {EffectKind::drive, "Tube-style tanh saturation with tone control"},
-        {EffectKind::bitcrush, "Bit-depth and sample-rate reduction"},
-        {EffectKind::chorus, "Stereo modulated-delay chorus"},
-        {EffectKind::phaser, "6-stage stereo phaser"},
-        {EffectKind::delay, "Tempo-synced stereo/ping-pong delay"},
-        {EffectKind::reverb, "Freeverb-style algorithmic reverb"},
-        {EffectKind::eq, "3-band EQ: low shelf, sweepable mid, high shelf"},
-        {EffectKind::compressor, "Stereo-linked feed-forward compressor"},
-        {EffectKind::autofilter, "Resonant filter with LFO sweep"},
-    };
-    for (EffectKind kind : allCases<EffectKind>()) EXPECT_EQ(EffectCatalog::summary(kind), expected.at(kind));
 }
 
 TEST(EffectCatalog, SlotsAndValueFallBackToDefaults) {

@@ -13,40 +13,44 @@
 namespace velmo {
 namespace {
 
-TEST(Presets, LibraryOrderEnginesAndCategories) {
-    const std::vector<std::tuple<std::string, EngineKind, std::string>> expected{
-        {"Init Saw", EngineKind::analog, "Lead"},          {"Fat Bass", EngineKind::analog, "Bass"},
-        {"Acid Bass", EngineKind::analog, "Bass"},         {"Sub Bass", EngineKind::analog, "Bass"},
-        {"Supersaw Lead", EngineKind::analog, "Lead"},     {"Square Lead", EngineKind::analog, "Lead"},
-        {"Warm Pad", EngineKind::analog, "Pad"},           {"Brass", EngineKind::analog, "Keys"},
-        {"Noise Sweep", EngineKind::analog, "FX"},         {"Vowel Pad", EngineKind::wavetable, "Pad"},
-        {"Digital Pluck", EngineKind::wavetable, "Pluck"}, {"Sweep Lead", EngineKind::wavetable, "Lead"},
-        {"PWM Strings", EngineKind::wavetable, "Pad"},     {"FM E-Piano", EngineKind::fm, "Keys"},
-        {"FM Bell", EngineKind::fm, "Keys"},               {"FM Bass", EngineKind::fm, "Bass"},
-        {"FM Organ", EngineKind::fm, "Keys"},              {"FM Brass Stab", EngineKind::fm, "Keys"},
-        {"Drawbar Organ", EngineKind::additive, "Keys"},   {"Glass Pad", EngineKind::additive, "Pad"},
-        {"Hollow Reed", EngineKind::additive, "Lead"},     {"Nylon Guitar", EngineKind::pluck, "Pluck"},
-        {"Harp", EngineKind::pluck, "Pluck"},              {"Muted Pluck", EngineKind::pluck, "Pluck"},
-        {"Marimba", EngineKind::modal, "Mallet"},          {"Tubular Bells", EngineKind::modal, "Mallet"},
-        {"Glass Harmonics", EngineKind::modal, "Mallet"},  {"Kalimba", EngineKind::modal, "Mallet"},
-        {"808 Kit", EngineKind::drums, "Drums"},           {"909 Kit", EngineKind::drums, "Drums"},
-        {"Lo-Fi Kit", EngineKind::drums, "Drums"},
-    };
+// The library in order: name, engine, category.
+const std::vector<std::tuple<std::string, EngineKind, std::string>> kLibrary{
+    {"Init Saw", EngineKind::analog, "Lead"},          {"Fat Bass", EngineKind::analog, "Bass"},
+    {"Acid Bass", EngineKind::analog, "Bass"},         {"Sub Bass", EngineKind::analog, "Bass"},
+    {"Supersaw Lead", EngineKind::analog, "Lead"},     {"Square Lead", EngineKind::analog, "Lead"},
+    {"Warm Pad", EngineKind::analog, "Pad"},           {"Brass", EngineKind::analog, "Keys"},
+    {"Noise Sweep", EngineKind::analog, "FX"},         {"Vowel Pad", EngineKind::wavetable, "Pad"},
+    {"Digital Pluck", EngineKind::wavetable, "Pluck"}, {"Sweep Lead", EngineKind::wavetable, "Lead"},
+    {"PWM Strings", EngineKind::wavetable, "Pad"},     {"FM E-Piano", EngineKind::fm, "Keys"},
+    {"FM Bell", EngineKind::fm, "Keys"},               {"FM Bass", EngineKind::fm, "Bass"},
+    {"FM Organ", EngineKind::fm, "Keys"},              {"FM Brass Stab", EngineKind::fm, "Keys"},
+    {"Drawbar Organ", EngineKind::additive, "Keys"},   {"Glass Pad", EngineKind::additive, "Pad"},
+    {"Hollow Reed", EngineKind::additive, "Lead"},     {"Nylon Guitar", EngineKind::pluck, "Pluck"},
+    {"Harp", EngineKind::pluck, "Pluck"},              {"Muted Pluck", EngineKind::pluck, "Pluck"},
+    {"Marimba", EngineKind::modal, "Mallet"},          {"Tubular Bells", EngineKind::modal, "Mallet"},
+    {"Glass Harmonics", EngineKind::modal, "Mallet"},  {"Kalimba", EngineKind::modal, "Mallet"},
+    {"808 Kit", EngineKind::drums, "Drums"},           {"909 Kit", EngineKind::drums, "Drums"},
+    {"Lo-Fi Kit", EngineKind::drums, "Drums"},
+};
+
+TEST(Presets, LibraryOrderEnginesCategoriesAndFirstPerEngine) {
     const auto& all = Presets::all();
-    ASSERT_EQ(all.size(), expected.size());
+    ASSERT_EQ(all.size(), kLibrary.size());
+    std::set<EngineKind> seen;
     for (std::size_t i = 0; i < all.size(); ++i) {
-        const auto& [name, engine, category] = expected[i];
+        const auto& [name, engine, category] = kLibrary[i];
         EXPECT_EQ(all[i].name, name) << "preset " << i + 1;
         EXPECT_EQ(all[i].patch.engine, engine) << name;
         EXPECT_EQ(all[i].category, category) << name;
         EXPECT_NE(std::find(Presets::categories.begin(), Presets::categories.end(), all[i].category),
                   Presets::categories.end())
             << name;
+        if (seen.insert(engine).second) {
+            EXPECT_EQ(Presets::firstFor(engine), &all[i]) << name;
+        }
     }
-}
-
-TEST(Presets, InitSawIsTheDefaultPatch) {
-    EXPECT_EQ(Presets::all().front().patch, SynthPatch());
+    EXPECT_EQ(seen.size(), allCases<EngineKind>().size());
+    EXPECT_EQ(all.front().patch, SynthPatch()) << "Init Saw is the default patch";
 }
 
 TEST(Presets, FMBellMatchesItsPublishedVoicing) {
@@ -87,35 +91,21 @@ TEST(Presets, EveryPatchIsPlayableByItsEngineAndSurvivesTheFile) {
 }
 
 TEST(Presets, NamedIgnoresCaseAndReadsUnderscoresAsBlanks) {
-    for (const char* text : {"acid_bass", "Acid Bass", "ACID BASS", "aCiD_bAsS"}) {
+    for (auto [text, name] : std::vector<std::pair<const char*, std::string>>{
+             {"acid_bass", "Acid Bass"}, {"ACID BASS", "Acid Bass"}, {"aCiD_bAsS", "Acid Bass"},
+             {"808_kit", "808 Kit"}, {"fm_e-piano", "FM E-Piano"}, {"lo-fi kit", "Lo-Fi Kit"}}) {
         const auto* found = Presets::named(text);
-        ASSERT_NE(found, nullptr) << text;
-        EXPECT_EQ(found->name, "Acid Bass");
+        EXPECT_EQ(found ? found->name : "(none)", name) << text;
     }
-    ASSERT_NE(Presets::named("808_kit"), nullptr);
-    EXPECT_EQ(Presets::named("808_kit")->name, "808 Kit");
-    EXPECT_EQ(Presets::named("fm_e-piano")->name, "FM E-Piano");
-    EXPECT_EQ(Presets::named("lo-fi kit")->name, "Lo-Fi Kit");
     for (const char* text : {"acid", "", "Acid Bass ", "Acid-Bass", "808"})
         EXPECT_EQ(Presets::named(text), nullptr) << "'" << text << "'";
     for (const auto& preset : Presets::all()) EXPECT_EQ(Presets::named(preset.name), &preset);
 }
 
-TEST(Presets, FirstForEachEngineAndTheUnknownPresetMessage) {
-    EXPECT_EQ(Presets::firstFor(EngineKind::analog)->name, "Init Saw");
-    EXPECT_EQ(Presets::firstFor(EngineKind::wavetable)->name, "Vowel Pad");
-    EXPECT_EQ(Presets::firstFor(EngineKind::fm)->name, "FM E-Piano");
-    EXPECT_EQ(Presets::firstFor(EngineKind::additive)->name, "Drawbar Organ");
-    EXPECT_EQ(Presets::firstFor(EngineKind::pluck)->name, "Nylon Guitar");
-    EXPECT_EQ(Presets::firstFor(EngineKind::modal)->name, "Marimba");
-    EXPECT_EQ(Presets::firstFor(EngineKind::drums)->name, "808 Kit");
-
-    EXPECT_EQ(Presets::unknownPresetMessage("acid_basss"),
-              "Unknown preset 'acid_basss'. Presets: Init Saw, Fat Bass, Acid Bass, Sub Bass, Supersaw Lead, "
-              "Square Lead, Warm Pad, Brass, Noise Sweep, Vowel Pad, Digital Pluck, Sweep Lead, PWM Strings, "
-              "FM E-Piano, FM Bell, FM Bass, FM Organ, FM Brass Stab, Drawbar Organ, Glass Pad, Hollow Reed, "
-              "Nylon Guitar, Harp, Muted Pluck, Marimba, Tubular Bells, Glass Harmonics, Kalimba, 808 Kit, "
-              "909 Kit, Lo-Fi Kit.");
+TEST(Presets, UnknownPresetMessageListsTheLibrary) {
+    std::string expected = "Unknown preset 'acid_basss'. Presets: ";
+    for (const auto& [name, engine, category] : kLibrary) expected += name + (name == "Lo-Fi Kit" ? "." : ", ");
+    EXPECT_EQ(Presets::unknownPresetMessage("acid_basss"), expected);
 }
 
 } // namespace

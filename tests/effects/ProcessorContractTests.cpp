@@ -1,11 +1,13 @@
 // What every processor promises the engine: "mix" 0 (or flat settings) passes the input bit
 // for bit, each parameter is read, a call of 0 frames and a repeated update change nothing, a
 // processor is kept across a load by id and kind and carries its tail on, and the master chain
-// stays under the limiter however loud its effects are set.
+// stays under the limiter however loud its effects are set. No processor allocates in `update` or
+// `process` once made, counted with a replaced global operator new.
 #include "FXRig.h"
 
 #include "effects/EffectChain.h"
-#include "engine/EngineCore.h"
+#include "engine/EngineRig.h"
+#include "support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
@@ -90,6 +92,28 @@ TEST(EffectProcessor, ZeroFramesAndRepeatedUpdatesChangeNothing) {
     }
 }
 
+TEST(EffectProcessor, UpdateAndProcessAllocateNothing) {
+    ASSERT_GE(probeAllocations(), 2) << "the counter must see allocations made through new";
+    const double sr = 48000;
+    for (EffectKind kind : allCases<EffectKind>()) {
+        std::vector<EffectSlot> slots; // each parameter at its low and high end, as a knob drag gives them
+        for (const auto& spec : EffectCatalog::specs(kind)) {
+            slots.push_back(slotOf(kind, {{std::string(spec.name), spec.min}}));
+            slots.push_back(slotOf(kind, {{std::string(spec.name), spec.max}}));
+        }
+        FX fx(kind, sr);
+        Stereo s = sine(32, 440, sr);
+        fx.run(s); // warm up
+        const long allocations = allocationsDuring([&] {
+            for (int block = 0; block < 3000; ++block) {
+                fx.proc->update(slots[static_cast<std::size_t>(block) % slots.size()], fx.ctx);
+                fx.proc->process(s.left.data(), s.right.data(), 32);
+            }
+        });
+        EXPECT_EQ(allocations, 0) << toString(kind);
+    }
+}
+
 TEST(EffectChain, KeepsProcessorsByIdAndKind) {
     const RenderContext ctx{48000, 120};
     EffectChain chain;
@@ -141,38 +165,27 @@ TEST(EffectChain, AReverbKeptAcrossALoadRingsOnAtItsNewSize) {
 }
 
 TEST(MasterChain, EffectsAtTheirLoudestStayUnderTheLimiterCeiling) {
-    Project p("Loud", 120);
-    p.loopEnabled = false;
-    Track lead("t1", "Lead", 0, SynthPatch{});
-    lead.volumeDb = 0;
-    Clip clip;
-    clip.id = "c1";
-    clip.length = 4;
-    for (int pitch : {36, 48, 55, 60, 64, 67, 72}) clip.notes.push_back(Note{pitch, 0, 3, 1.0});
-    lead.clips.push_back(clip);
-    p.tracks.push_back(lead);
+    std::vector<Note> chord;
+    for (int pitch : {36, 48, 55, 60, 64, 67, 72}) chord.push_back(Note{pitch, 0, 3, 1.0});
+    Project p = songOf(4, chord);
     for (EffectKind kind : allCases<EffectKind>()) { // every parameter at its loudest: the top, but ratio 1
         std::map<std::string, double> top;
         for (const auto& spec : EffectCatalog::specs(kind)) top[std::string(spec.name)] = spec.name == "ratio" ? spec.min : spec.max;
         p.masterEffects.push_back(EffectSlot{"fx" + std::to_string(p.masterEffects.size() + 10), kind, true, top});
     }
-    EngineCore core(48000);
-    core.handle(EngineCommand::load(CompiledProject(p)));
-    ASSERT_EQ(core.masterEffects().entries().size(), p.masterEffects.size());
-    core.handle(EngineCommand::play());
-    core.resetAnalysis();
-    std::vector<float> left(512), right(512);
+    Rig rig(48000);
+    rig.play(p);
+    ASSERT_EQ(rig.core.masterEffects().entries().size(), p.masterEffects.size());
+    rig.core.resetAnalysis();
+    rig.render(48000 * 4, 512);
     float peak = 0;
-    for (int callback = 0; callback < 48000 * 4 / 512; ++callback) {
-        core.render(512, left.data(), right.data(), 0);
-        for (std::size_t i = 0; i < left.size(); ++i) {
-            ASSERT_TRUE(std::isfinite(left[i]) && std::isfinite(right[i])) << "callback " << callback;
-            peak = std::max({peak, std::fabs(left[i]), std::fabs(right[i])});
-        }
+    for (std::size_t i = 0; i < rig.left.size(); ++i) {
+        ASSERT_TRUE(std::isfinite(rig.left[i]) && std::isfinite(rig.right[i])) << "frame " << i;
+        peak = std::max({peak, std::fabs(rig.left[i]), std::fabs(rig.right[i])});
     }
     EXPECT_LE(peak, 0.966f) << "the limiter comes after the master effects";
     EXPECT_GT(peak, 0.9f);
-    EXPECT_GT(core.analysisResult().clippedSamples, 48000) << "the effects drove the bus far over full scale";
+    EXPECT_GT(rig.core.analysisResult().clippedSamples, 48000) << "the effects drove the bus far over full scale";
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // The audio path allocates nothing in the steady state: a playing project with every voice
 // busy, stealing, loop wraps, effect chains and live-note commands, counted over thousands of
-// blocks with a replaced global operator new.
+// blocks with a replaced global operator new; an audition too big for the engine's room is cut
+// rather than grown on the audio thread.
 #include "EngineRig.h"
 #include "support/AllocationCounter.h"
 
@@ -59,6 +60,17 @@ TEST(EngineCore, RenderAllocatesNothingInTheSteadyState) {
     }
     EXPECT_EQ(perCallback, 0) << "render allocated";
     EXPECT_TRUE(core.playing());
+}
+
+TEST(EngineCore, AuditionsBeyondTheRoomAreDroppedWithoutAllocating) {
+    Rig rig;
+    rig.load(projectOf({trackOf("t1", {})}));
+    std::vector<EngineCommand::AuditionNote> notes;
+    for (int i = 0; i < 300; ++i) notes.push_back({0.5 + i * 0.001, 40 + i % 40, 1, 0.1});
+    EngineCommand command = EngineCommand::audition("t1", std::move(notes));
+    const long allocations = testing::allocationsDuring([&] { rig.core.handle(std::move(command)); });
+    EXPECT_EQ(allocations, 0);
+    EXPECT_EQ(rig.core.auditionCount(), EngineCore::auditionCapacity);
 }
 
 } // namespace

@@ -11,18 +11,14 @@
 
 using namespace velmo;
 
-TEST(MIDIWords, ExactWordsOfEachMessage) {
-    EXPECT_EQ(MIDIWords::noteOn(0, 60, 1.0), 0x20903C7Fu);
-    EXPECT_EQ(MIDIWords::noteOn(9, 36, 0.5), 0x20992440u);
-    EXPECT_EQ(MIDIWords::noteOff(3, 64), 0x20834000u);
-    EXPECT_EQ(MIDIWords::allNotesOff(0), 0x20B07B00u);
-    EXPECT_EQ(MIDIWords::allNotesOff(15), 0x20BF7B00u);
-    // Only the channel's low four bits go out: they can never spill into the status nibble.
-    EXPECT_EQ(MIDIWords::noteOn(16, 60, 1.0), 0x20903C7Fu);
-    EXPECT_EQ(MIDIWords::noteOff(0xFF, 60), 0x208F3C00u);
-}
-
-TEST(MIDIWords, VelocityAndPitchMapping) {
+TEST(MIDIWords, ExactWordsVelocityAndPitchMapping) {
+    for (auto [word, expected] : std::vector<std::pair<std::uint32_t, std::uint32_t>>{
+             {MIDIWords::noteOn(0, 60, 1.0), 0x20903C7F}, {MIDIWords::noteOn(9, 36, 0.5), 0x20992440},
+             {MIDIWords::noteOff(3, 64), 0x20834000}, {MIDIWords::allNotesOff(0), 0x20B07B00},
+             {MIDIWords::allNotesOff(15), 0x20BF7B00},
+             // Only the channel's low four bits go out: they never spill into the status nibble.
+             {MIDIWords::noteOn(16, 60, 1.0), 0x20903C7F}, {MIDIWords::noteOff(0xFF, 60), 0x208F3C00}})
+        EXPECT_EQ(word, expected) << std::hex << expected;
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
     const std::pair<double, std::uint32_t> velocities[] = {

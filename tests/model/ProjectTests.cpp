@@ -10,35 +10,19 @@ Clip clip(std::string id, double start, double length, std::vector<Note> notes =
     return Clip{std::move(id), "Clip", start, length, CowVector<Note>(std::move(notes))};
 }
 
-TEST(Project, NewProjectDefaults) {
+TEST(Project, NewProjectDefaultsAndOneIdCounterAcrossKinds) {
     Project p("Song", 98.5);
-    EXPECT_EQ(p.name, "Song");
-    EXPECT_EQ(p.tempo, 98.5);
-    EXPECT_EQ(p.beatsPerBar, 4);
-    EXPECT_EQ(p.beatUnit, 4);
-    EXPECT_TRUE(p.loopEnabled);
-    EXPECT_EQ(p.loopStart, 0);
-    EXPECT_EQ(p.loopEnd, 16);
-    EXPECT_EQ(p.masterVolumeDb, 0);
-    EXPECT_TRUE(p.masterEffects.empty());
-    EXPECT_TRUE(p.tracks.empty());
-    EXPECT_EQ(p.nextId, 1);
-
-    Track t("t1", "Bass", 3, SynthPatch());
-    EXPECT_EQ(t.volumeDb, -6);
-    EXPECT_EQ(t.pan, 0);
-    EXPECT_FALSE(t.mute);
-    EXPECT_FALSE(t.solo);
-    EXPECT_FALSE(t.midiOut.has_value());
-}
-
-TEST(Project, IdsShareOneCounterAcrossKinds) {
-    Project p("Song", 120);
+    EXPECT_EQ(std::tuple(p.name, p.tempo, p.beatsPerBar, p.beatUnit, p.loopEnabled, p.loopStart, p.loopEnd),
+              std::tuple("Song", 98.5, 4, 4, true, 0.0, 16.0));
+    EXPECT_TRUE(p.masterVolumeDb == 0 && p.masterEffects.empty() && p.tracks.empty());
     EXPECT_EQ(p.makeId("t"), "t1");
-    EXPECT_EQ(p.nextId, 2);
     EXPECT_EQ(p.makeId("c"), "c2");
     EXPECT_EQ(p.makeId("fx"), "fx3");
     EXPECT_EQ(p.nextId, 4);
+
+    Track t("t1", "Bass", 3, SynthPatch());
+    EXPECT_EQ(std::tuple(t.volumeDb, t.pan, t.mute, t.solo, t.midiOut.has_value()),
+              std::tuple(-6.0, 0.0, false, false, false));
 }
 
 TEST(Project, SongEndCountsClipsOnly) {

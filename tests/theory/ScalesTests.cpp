@@ -12,17 +12,16 @@ namespace {
 using velmo::testing::paramErrorOf;
 
 TEST(Scales, ParsesRootAndNameInAnyCase) {
-    auto dorian = parseScale("F# Dorian");
-    EXPECT_EQ(dorian.root, 6);
-    EXPECT_EQ(dorian.intervals, (std::vector<int>{0, 2, 3, 5, 7, 9, 10}));
-
-    auto pentatonic = parseScale("  A   minor pentatonic ");
-    EXPECT_EQ(pentatonic.root, 9);
-    EXPECT_EQ(pentatonic.intervals, (std::vector<int>{0, 3, 5, 7, 10}));
-
-    EXPECT_EQ(parseScale("Bb MAJOR_PENTATONIC").root, 10);
-    EXPECT_EQ(parseScale("c whole tone").intervals, (std::vector<int>{0, 2, 4, 6, 8, 10}));
-    EXPECT_EQ(parseScale("E♭ harmonic_minor").intervals, (std::vector<int>{0, 2, 3, 5, 7, 8, 11}));
+    struct Case { const char* text; int root; std::vector<int> intervals; };
+    for (const Case& c : std::vector<Case>{{"F# Dorian", 6, {0, 2, 3, 5, 7, 9, 10}},
+                                           {"  A   minor pentatonic ", 9, {0, 3, 5, 7, 10}},
+                                           {"Bb MAJOR_PENTATONIC", 10, {0, 2, 4, 7, 9}},
+                                           {"c whole tone", 0, {0, 2, 4, 6, 8, 10}},
+                                           {"E♭ harmonic_minor", 3, {0, 2, 3, 5, 7, 8, 11}}}) {
+        const auto scale = parseScale(c.text);
+        EXPECT_EQ(scale.root, c.root) << c.text;
+        EXPECT_EQ(scale.intervals, c.intervals) << c.text;
+    }
     EXPECT_EQ(scales().size(), 17u);
     EXPECT_EQ(scales().at("aeolian"), scales().at("minor"));
     EXPECT_EQ(scales().at("ionian"), scales().at("major"));
@@ -41,10 +40,8 @@ TEST(Scales, FailuresShowTheShapeOrTheKnownNames) {
 
 TEST(Scales, SnapGoesToTheNearestScaleNoteAndLowerOnATie) {
     const auto major = scales().at("major");
-    EXPECT_EQ(snap(61, 0, major), 60);
-    EXPECT_EQ(snap(66, 0, major), 65);
-    EXPECT_EQ(snap(64, 0, major), 64);
-    EXPECT_EQ(snap(-1, 0, major), -1);  // B is in C major; the class is the true modulus
+    for (auto [pitch, snapped] : {std::pair{61, 60}, {66, 65}, {64, 64}, {-1, -1}})  // -1 is a B: a true modulus
+        EXPECT_EQ(snap(pitch, 0, major), snapped) << pitch;
     EXPECT_EQ(snap(60, 0, {}), 60);
     EXPECT_EQ(snap(60, 6, {0}), 54);    // a tritone away both ways: the lower wins
 
