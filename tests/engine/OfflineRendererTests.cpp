@@ -97,6 +97,21 @@ TEST(OfflineRenderer, EmptySpanGivesAHeaderOnlyFileAndSilence) {
     EXPECT_GT(m.rmsDb, -60);
 }
 
+TEST(OfflineRenderer, SpansAreCutToAnHourAndUndefinedLengthsAreNone) {
+    using OfflineRenderer::frameSpan;
+    // "music+tail" in frames
+    auto frames = [](const OfflineRenderer::FrameSpan& s) { return std::to_string(s.music) + "+" + std::to_string(s.tail); };
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    // Beats 0 to 8 at 120 BPM: 4 s of music; the tail fills what the hour leaves.
+    EXPECT_EQ(frames(frameSpan(0, 8, 3, 120, 1000)), "4000+3000");
+    EXPECT_EQ(frames(frameSpan(0, 8, 1e9, 120, 1000)), "4000+3596000");
+    // A mistyped end beat, one past any frame count, and a reversed span.
+    EXPECT_EQ(frames(frameSpan(0, 1e12, 3, 120, 1000)), "3600000+0");
+    EXPECT_EQ(frames(frameSpan(0, 1e308, 1e308, 300, 48000)), "172800000+0");
+    EXPECT_EQ(frames(frameSpan(8, 4, -2, 120, 1000)), "0+0");
+    EXPECT_EQ(frames(frameSpan(0, nan, nan, 120, 1000)), "0+0");
+}
+
 TEST(WavWriter, SamplesReadBackExactlyAndClipInsteadOfWrapping) {
     const std::vector<float> left{0.0f, 0.5f, -0.5f, 1.0f, -1.0f, 1.5f, -3.0f, 1e-7f, std::numeric_limits<float>::quiet_NaN()};
     const std::vector<float> right{0.1f, -0.1f, 0.999f, -0.999f, 0.0f, 0.75f, 2.0f, -1e-7f, -0.25f};
