@@ -5,7 +5,6 @@
 #include "model/JSONReader.h"
 #include "model/ProjectJSON.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -75,7 +74,6 @@ std::filesystem::path defaultOutput(const std::filesystem::path& input) {
     return input.parent_path() / (name + ".wav");
 }
 
-
 int run(int argc, char** argv, std::FILE* out) {
     const std::string_view command = argv[1];
     const bool render = command == "render";
@@ -106,7 +104,7 @@ int run(int argc, char** argv, std::FILE* out) {
     if (render) {
         std::filesystem::path path = output.value_or(defaultOutput(*file));
         try {
-            MixAnalysis a = OfflineRenderer::render(project, from, to, std::max(tail.value_or(exportTailSeconds), 0.0),
+            MixAnalysis a = OfflineRenderer::render(project, from, to, tail.value_or(exportTailSeconds),
                                                     exportSampleRate, path);
             reply = analysisJSON(a, project);
         } catch (const std::system_error& e) {
