@@ -8,7 +8,7 @@
 #include "catalog/EffectCatalog.h"
 #include "effects/MakeEffect.h"
 #include "engine/EngineCore.h"
-#include "engine/ScopedFlushToZero.h"
+#include "dsp/ScopedFlushToZero.h"
 
 #include <algorithm>
 #include <chrono>

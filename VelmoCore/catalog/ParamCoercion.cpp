@@ -1,7 +1,7 @@
 #include "catalog/ParamCoercion.h"
 
-#include "catalog/ParamError.h"
-#include "model/NumberText.h"
+#include "base/UserError.h"
+#include "base/NumberText.h"
 #include "model/Unicode.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "catalog/JSONPath.h"
 #include "catalog/ParamCoercion.h"
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "catalog/SynthCatalog.h"
 #include "model/SynthPatchJSON.h"
 

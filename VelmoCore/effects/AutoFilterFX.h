@@ -4,7 +4,7 @@
 #pragma once
 
 #include "effects/EffectProcessor.h"
-#include "synth/FilterState.h"
+#include "dsp/FilterState.h"
 
 namespace velmo {
 

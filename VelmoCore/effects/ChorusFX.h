@@ -2,7 +2,7 @@
 // LFO, left on the sine and right on the cosine, so the two sides move in quadrature.
 #pragma once
 
-#include "effects/DelayLine.h"
+#include "dsp/DelayLine.h"
 #include "effects/EffectProcessor.h"
 
 namespace velmo {

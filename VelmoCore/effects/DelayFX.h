@@ -3,9 +3,9 @@
 // keeps its highs and later ones darken. The dry signal is never attenuated.
 #pragma once
 
-#include "effects/DelayLine.h"
+#include "dsp/DelayLine.h"
 #include "effects/EffectProcessor.h"
-#include "synth/OnePole.h"
+#include "dsp/OnePole.h"
 
 namespace velmo {
 

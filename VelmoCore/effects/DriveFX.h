@@ -3,7 +3,7 @@
 #pragma once
 
 #include "effects/EffectProcessor.h"
-#include "synth/OnePole.h"
+#include "dsp/OnePole.h"
 
 namespace velmo {
 

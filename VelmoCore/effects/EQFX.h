@@ -3,7 +3,7 @@
 #pragma once
 
 #include "effects/EffectProcessor.h"
-#include "synth/Biquad.h"
+#include "dsp/Biquad.h"
 
 #include <array>
 

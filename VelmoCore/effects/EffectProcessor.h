@@ -4,7 +4,7 @@
 #pragma once
 
 #include "model/Project.h"
-#include "synth/RenderContext.h"
+#include "dsp/RenderContext.h"
 
 namespace velmo {
 

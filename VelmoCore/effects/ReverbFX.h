@@ -3,7 +3,7 @@
 // samples longer than the left's, which decorrelates the two.
 #pragma once
 
-#include "effects/DelayLine.h"
+#include "dsp/DelayLine.h"
 #include "effects/EffectProcessor.h"
 
 #include <array>

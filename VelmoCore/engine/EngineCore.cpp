@@ -1,6 +1,6 @@
 #include "engine/EngineCore.h"
 
-#include "engine/ScopedFlushToZero.h"
+#include "dsp/ScopedFlushToZero.h"
 #include "midi/MIDISender.h"
 #include "synth/WavetableBank.h"
 

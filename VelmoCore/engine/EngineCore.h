@@ -11,9 +11,9 @@
 #include "engine/EngineStatus.h"
 #include "engine/Limiter.h"
 #include "engine/MixAnalysis.h"
-#include "synth/Biquad.h"
-#include "synth/RenderContext.h"
-#include "synth/TrackProcessor.h"
+#include "dsp/Biquad.h"
+#include "dsp/RenderContext.h"
+#include "engine/TrackProcessor.h"
 
 #include <array>
 #include <cstdint>

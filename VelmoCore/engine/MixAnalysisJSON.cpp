@@ -1,6 +1,6 @@
 #include "engine/MixAnalysisJSON.h"
 
-#include "model/NumberText.h"
+#include "base/NumberText.h"
 
 #include <cmath>
 #include <string>

@@ -1,6 +1,6 @@
 #include "engine/OfflineRenderer.h"
 
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "engine/CompiledProject.h"
 #include "engine/EngineCore.h"
 #include "engine/WavWriter.h"

@@ -4,6 +4,7 @@
 // belong to the synth catalog and are enforced when a parameter is set by path.
 #pragma once
 
+#include "dsp/FilterType.h"
 #include "model/EnumTable.h"
 
 #include <array>
@@ -16,7 +17,6 @@ enum class EngineKind { analog, wavetable, fm, additive, pluck, modal, drums };
 enum class OscWave { sine, triangle, saw, square, pulse, noise };
 enum class WavetableKind { basic, pwm, vocal, sweep, digital, organ };
 enum class ModalMaterial { bar, bell, glass, membrane, string, tube };
-enum class FilterType { off, lowpass12, lowpass24, ladder, highpass12, bandpass, notch };
 enum class LFOShape { sine, triangle, saw, square, random };
 enum class ModSource { none, lfo1, lfo2, modEnv, ampEnv, velocity, keytrack, random };
 enum class ModDestination {

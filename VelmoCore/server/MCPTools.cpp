@@ -1,7 +1,7 @@
 #include "server/MCPTools.h"
 
 #include "Studio/Studio.h"
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "model/Unicode.h"
 #include "server/ToolGroups.h"
 
@@ -117,9 +117,7 @@ namespace {
 std::string failureMessage(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
-    } catch (const StudioError& error) {
-        return error.message();
-    } catch (const ParamError& error) {
+    } catch (const UserError& error) {
         return error.message();
     } catch (const std::exception& error) {
         return error.what();

@@ -1,5 +1,5 @@
 #include "Studio/Studio.h"
-#include "model/NumberText.h"
+#include "base/NumberText.h"
 #include "server/JSONViews.h"
 #include "server/MCPTools.h"
 #include "server/ToolGroups.h"

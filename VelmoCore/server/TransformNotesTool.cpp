@@ -7,7 +7,7 @@
 #include "server/NoteTools.h"
 #include "server/ToolGroups.h"
 #include "server/ToolSchema.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 #include "theory/Scales.h"
 
 #include <algorithm>

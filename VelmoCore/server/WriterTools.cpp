@@ -2,12 +2,12 @@
 // voiced, strummed or arpeggiated chords, and step strings into drum hits. Everything is parsed
 // and computed first; the clip is touched only at the end, so a bad chord or lane changes nothing.
 #include "Studio/Studio.h"
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "server/MCPTools.h"
 #include "server/NoteTools.h"
 #include "server/ToolGroups.h"
 #include "server/ToolSchema.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 #include "theory/MusicTheory.h"
 
 #include <algorithm>

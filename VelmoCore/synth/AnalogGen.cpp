@@ -1,7 +1,7 @@
 #include "synth/AnalogGen.h"
 
 #include "synth/NoiseLayer.h"
-#include "synth/SineTable.h"
+#include "dsp/SineTable.h"
 
 #include <algorithm>
 #include <cmath>

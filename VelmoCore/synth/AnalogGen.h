@@ -5,7 +5,7 @@
 
 #include "model/SynthPatch.h"
 #include "synth/ModValues.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #include "synth/DrumGen.h"
 
-#include "synth/SineTable.h"
+#include "dsp/SineTable.h"
 
 #include <algorithm>
 #include <cmath>

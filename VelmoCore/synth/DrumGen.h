@@ -4,8 +4,8 @@
 #pragma once
 
 #include "model/SynthPatch.h"
-#include "synth/Biquad.h"
-#include "synth/Rand.h"
+#include "dsp/Biquad.h"
+#include "base/Rand.h"
 
 #include <array>
 #include <cstdint>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "model/SynthPatch.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 #include <cmath>
 #include <numbers>

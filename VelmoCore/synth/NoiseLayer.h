@@ -1,7 +1,7 @@
 // The white-noise layer the analog and wavetable engines mix over their oscillators.
 #pragma once
 
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 namespace velmo {
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "model/SynthPatch.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 #include <array>
 

@@ -9,13 +9,13 @@
 #include "synth/AnalogGen.h"
 #include "synth/DrumGen.h"
 #include "synth/FMGen.h"
-#include "synth/FilterState.h"
+#include "dsp/FilterState.h"
 #include "synth/LFO.h"
 #include "synth/ModalGen.h"
 #include "synth/ModValues.h"
 #include "synth/PluckGen.h"
-#include "synth/Rand.h"
-#include "synth/RenderContext.h"
+#include "base/Rand.h"
+#include "dsp/RenderContext.h"
 #include "synth/WavetableGen.h"
 
 #include <array>

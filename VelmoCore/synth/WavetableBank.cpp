@@ -1,6 +1,6 @@
 #include "synth/WavetableBank.h"
 
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 #include <fftw3.h>
 

@@ -1,7 +1,7 @@
 #include "synth/WavetableGen.h"
 
 #include "synth/NoiseLayer.h"
-#include "synth/SineTable.h"
+#include "dsp/SineTable.h"
 #include "synth/WavetableBank.h"
 
 #include <algorithm>

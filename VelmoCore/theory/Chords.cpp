@@ -1,6 +1,6 @@
 #include "theory/Chords.h"
 
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "theory/NoteNames.h"
 #include "theory/TextScan.h"
 

@@ -1,6 +1,6 @@
 #include "theory/NoteNames.h"
 
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "model/Unicode.h"
 #include "theory/DrumMap.h"
 #include "theory/TextScan.h"

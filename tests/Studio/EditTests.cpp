@@ -1,6 +1,6 @@
 #include "Studio/Studio.h"
 #include "catalog/EffectCatalog.h"
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "catalog/Presets.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "midi/MIDIWords.h"
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "catalog/EffectCatalog.h"
 
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "catalog/SynthPatchPaths.h"
 
 #include "catalog/ParamCoercion.h"
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "catalog/SynthCatalog.h"
 #include "model/SynthPatchJSON.h"
 

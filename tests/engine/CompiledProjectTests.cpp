@@ -3,7 +3,7 @@
 #include "EngineRig.h"
 #include "engine/CompiledProject.h"
 #include "midi/MIDIHub.h"
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 // wraps, the transport stopping by itself, seek, panic, auditions, loads that keep processors,
 // status publication, MIDI time stamps and the limiter.
 #include "EngineRig.h"
-#include "engine/ScopedFlushToZero.h"
+#include "dsp/ScopedFlushToZero.h"
 #include "midi/MIDIHub.h"
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 

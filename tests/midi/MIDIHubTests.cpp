@@ -1,6 +1,6 @@
 #include "midi/MIDIHub.h"
 #include "midi/MIDIWords.h"
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 
 #include <gtest/gtest.h>
 

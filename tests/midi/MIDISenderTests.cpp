@@ -1,7 +1,7 @@
 #include "midi/MIDIEventList.h"
 #include "midi/MIDISender.h"
 #include "midi/MIDIWords.h"
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 #include "support/AllocationCounter.h"
 
 #include <gtest/gtest.h>

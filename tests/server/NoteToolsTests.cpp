@@ -2,7 +2,7 @@
 // tool, how clips grow, every transform on a small clip, reproducible humanize, and the failures
 // an agent meets most, which must leave the song as it was.
 #include "ToolTestSupport.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 #include <algorithm>
 #include <cstdint>

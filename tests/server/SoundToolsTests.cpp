@@ -4,7 +4,7 @@
 #include "catalog/EffectCatalog.h"
 #include "catalog/Presets.h"
 #include "catalog/SynthCatalog.h"
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 
 using namespace velmo;
 using nlohmann::json;

@@ -2,7 +2,7 @@
 // tidying, the schema forms, and the full list of tools with their flags.
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 #include "server/MCPTools.h"
 #include "server/ToolGroups.h"
 #include "server/ToolSchema.h"

@@ -2,7 +2,7 @@
 // voicings, styles and step strings, reproducible randomness from the shared seed, and failures
 // that leave the project as it was.
 #include "ToolTestSupport.h"
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 #include <cstdint>
 #include <iomanip>

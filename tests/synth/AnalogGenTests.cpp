@@ -1,5 +1,5 @@
 // The analog oscillators: polyBLEP aliasing, unison count and spread, the clamps, the sub.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
 #include "synth/AnalogGen.h"
 

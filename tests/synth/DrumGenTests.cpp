@@ -1,6 +1,6 @@
 // The drum kit: which piece each note plays, the kick's closed form, hit lengths and velocity,
 // the open hat's choke, and a hit (not the envelope) ending its voice.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
 #include "synth/DrumGen.h"
 #include "synth/Voice.h"

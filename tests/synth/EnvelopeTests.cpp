@@ -2,8 +2,8 @@
 // rendered noise and start phase), the sine table, the ADSR's stages and the LFO's shapes.
 #include "synth/ADSR.h"
 #include "synth/LFO.h"
-#include "synth/Rand.h"
-#include "synth/SineTable.h"
+#include "base/Rand.h"
+#include "dsp/SineTable.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The FM engine: every algorithm's wiring heard operator by operator, the algorithm clamp, the
 // modulation amount against feedback, and the operator envelopes.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
 #include "synth/FMGen.h"
 

@@ -1,6 +1,6 @@
 // The physical models: the plucked string's pitch, loop loss and pick comb, and the struck
 // modal body's mode frequencies, damping and strike.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
 #include "synth/ModalGen.h"
 #include "synth/PluckGen.h"

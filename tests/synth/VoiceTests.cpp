@@ -1,6 +1,6 @@
 // One voice end to end: a note from start to idle, the gain and filter tracking of key and
 // velocity, unison sides, every modulation source and destination, glide and drive.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
 #include "synth/Voice.h"
 

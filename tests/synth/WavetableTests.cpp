@@ -1,6 +1,6 @@
 // The wavetable bank's frames (sine to square, digital, organ drawbars), rendered notes free of
 // aliasing, position clamps and morphing; and the additive engine's partials.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
 #include "synth/AdditiveGen.h"
 #include "synth/WavetableBank.h"

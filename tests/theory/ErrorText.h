@@ -2,7 +2,7 @@
 // test can compare failure texts word for word in one EXPECT_EQ.
 #pragma once
 
-#include "catalog/ParamError.h"
+#include "base/UserError.h"
 
 #include <string>
 

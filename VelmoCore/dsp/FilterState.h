@@ -3,7 +3,7 @@
 // ladder with tanh in its feedback. Coefficients once per block, samples one at a time.
 #pragma once
 
-#include "model/SynthPatch.h"
+#include "dsp/FilterType.h"
 
 #include <algorithm>
 #include <cmath>

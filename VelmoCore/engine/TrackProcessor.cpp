@@ -1,4 +1,4 @@
-#include "synth/TrackProcessor.h"
+#include "engine/TrackProcessor.h"
 
 #include "synth/DrumGen.h"
 

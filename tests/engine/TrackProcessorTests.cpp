@@ -2,8 +2,8 @@
 // mono and legato stacks, MIDI output, and what a load keeps.
 #include "midi/MIDIHub.h"
 #include "midi/MIDIWords.h"
-#include "midi/MemoryMIDIPlatform.h"
-#include "synth/TrackProcessor.h"
+#include "support/MemoryMIDIPlatform.h"
+#include "engine/TrackProcessor.h"
 
 #include <gtest/gtest.h>
 

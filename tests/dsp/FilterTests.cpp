@@ -1,9 +1,10 @@
 // Each filter type against its analytic magnitude, the ladder against its linear model, the
 // clamps that keep out-of-range settings stable, and the biquad designs.
-#include "SignalMeasure.h"
+#include "support/SignalMeasure.h"
 
-#include "synth/Biquad.h"
-#include "synth/FilterState.h"
+#include "dsp/Biquad.h"
+#include "dsp/FilterState.h"
+#include "model/SynthPatch.h" // the filter types' words name failing cases
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Studio/Precondition.h"
+#include "base/Precondition.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "synth/Rand.h"
+#include "base/Rand.h"
 
 namespace velmo {
 

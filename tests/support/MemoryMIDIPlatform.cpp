@@ -1,4 +1,4 @@
-#include "midi/MemoryMIDIPlatform.h"
+#include "support/MemoryMIDIPlatform.h"
 
 #include <algorithm>
 #include <stdexcept>

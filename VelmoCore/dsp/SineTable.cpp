@@ -1,4 +1,4 @@
-#include "synth/SineTable.h"
+#include "dsp/SineTable.h"
 
 #include <array>
 

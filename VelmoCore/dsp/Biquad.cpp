@@ -1,4 +1,4 @@
-#include "synth/Biquad.h"
+#include "dsp/Biquad.h"
 
 #include <algorithm>
 #include <cmath>

@@ -8,7 +8,7 @@
 #include "effects/EffectChain.h"
 #include "engine/CompiledProject.h"
 #include "midi/MIDISender.h"
-#include "synth/RenderContext.h"
+#include "dsp/RenderContext.h"
 #include "synth/Voice.h"
 
 #include <array>

@@ -1,0 +1,36 @@
+cmake_policy(VERSION 3.25)
+# The folders of VelmoCore form a stack that only points down: a file may include its own folder
+# and the folders below it, never one above. Run by CTest as `layer_stack`; it fails naming every
+# file that reaches up, and any file of the core that includes the windowing toolkit.
+set(layers base dsp model catalog theory midi synth effects engine Studio server)
+
+set(violations "")
+foreach(layer IN LISTS layers)
+  list(FIND layers ${layer} rank)
+  file(GLOB_RECURSE files ${ROOT}/VelmoCore/${layer}/*.h ${ROOT}/VelmoCore/${layer}/*.cpp)
+  foreach(file IN LISTS files)
+    file(STRINGS ${file} includes REGEX "^#include [\"<]")
+    foreach(line IN LISTS includes)
+      if(line MATCHES "^#include \"([A-Za-z]+)/")
+        list(FIND layers ${CMAKE_MATCH_1} target)
+        if(target GREATER rank)
+          string(APPEND violations "\n  ${file}: ${line} (${layer} may not include ${CMAKE_MATCH_1})")
+        endif()
+      elseif(line MATCHES "^#include <Q")
+        string(APPEND violations "\n  ${file}: ${line} (the core never includes Qt)")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+
+file(GLOB folders LIST_DIRECTORIES true ${ROOT}/VelmoCore/*)
+foreach(folder IN LISTS folders)
+  get_filename_component(name ${folder} NAME)
+  if(IS_DIRECTORY ${folder} AND NOT name IN_LIST layers)
+    string(APPEND violations "\n  ${folder}: a folder with no place in the stack")
+  endif()
+endforeach()
+
+if(violations)
+  message(FATAL_ERROR "Includes that break the layer stack (${layers}):${violations}")
+endif()
