@@ -3,6 +3,7 @@
 #include "Studio/MainQueue.h"
 #include "server/HTTPConnection.h"
 #include "server/MCPDispatcher.h"
+#include "server/RequestGuard.h"
 #include "server/VelmoInfo.h"
 
 #include <asio/executor_work_guard.hpp>
@@ -22,48 +23,7 @@ namespace {
 // again after this pause instead of spinning or giving up.
 constexpr std::chrono::milliseconds acceptRetryDelay{50};
 
-bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// The host of an absolute URL such as "http://[::1]:8080/x", without brackets; empty when the
-// text is no such URL.
-std::string urlHost(std::string_view url) {
-    const std::size_t separator = url.find("://");
-    if (separator == std::string_view::npos || separator == 0 || !isAlpha(url[0])) return {};
-    for (std::size_t i = 1; i < separator; ++i) {
-        char c = url[i];
-        if (!isAlpha(c) && !isDigit(c) && c != '+' && c != '-' && c != '.') return {};
-    }
-    std::string_view authority = url.substr(separator + 3);
-    authority = authority.substr(0, authority.find_first_of("/?#"));
-    if (std::size_t at = authority.rfind('@'); at != std::string_view::npos) authority.remove_prefix(at + 1);
-    std::string_view host;
-    std::string_view rest;
-    if (!authority.empty() && authority.front() == '[') {
-        const std::size_t close = authority.find(']');
-        if (close == std::string_view::npos) return {};
-        host = authority.substr(1, close - 1);
-        rest = authority.substr(close + 1);
-    } else {
-        const std::size_t colon = authority.find(':');
-        host = authority.substr(0, colon);
-        rest = colon == std::string_view::npos ? std::string_view() : authority.substr(colon);
-    }
-    if (!rest.empty()) {
-        if (rest.front() != ':') return {};
-        for (char c : rest.substr(1))
-            if (!isDigit(c)) return {};
-    }
-    return std::string(host);
-}
-
 } // namespace
-
-bool originAllowed(const std::string* origin) {
-    if (!origin || origin->empty() || *origin == "null") return true;
-    const std::string host = urlHost(*origin);
-    return host == "localhost" || host == "127.0.0.1" || host == "::1";
-}
 
 struct MCPHTTPServer::Listener {
     asio::ip::tcp::acceptor acceptor;
@@ -189,15 +149,19 @@ void MCPHTTPServer::accept(std::shared_ptr<Listener> listener) {
 }
 
 void MCPHTTPServer::route(HTTPRequest request, std::function<void(HTTPResponse)> respond) {
-    auto origin = request.headers.find("origin");
-    if (!originAllowed(origin == request.headers.end() ? nullptr : &origin->second)) {
-        respond(HTTPResponse{403, {}, "Forbidden origin"});
+    if (auto refusal = foreignRequestRefusal(request)) {
+        respond(std::move(*refusal));
         return;
     }
     const std::string path = request.path.substr(0, request.path.find('?'));
     const std::string& method = request.method;
 
     if (method == "POST" && path == "/mcp") {
+        auto type = request.headers.find("content-type");
+        if (!isJSONContentType(type == request.headers.end() ? nullptr : &type->second)) {
+            respond(HTTPResponse{415, {{"Content-Type", "text/plain"}}, "POST /mcp takes Content-Type: application/json"});
+            return;
+        }
         dispatcher_.handle(std::move(request.body), [respond = std::move(respond)](std::optional<std::string> bytes) {
             if (bytes) respond(HTTPResponse{200, {{"Content-Type", "application/json"}}, std::move(*bytes)});
             else respond(HTTPResponse{202, {}, {}});

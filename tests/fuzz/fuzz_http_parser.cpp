@@ -2,7 +2,7 @@
 // input chooses, as a client writing in odd pieces would. Every request that comes out must be
 // within the limits, and the buffer may never hold more than the limits allow.
 #include "server/HTTPParser.h"
-#include "server/MCPHTTPServer.h"
+#include "server/RequestGuard.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -28,8 +28,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             const auto& request = std::get<HTTPRequest>(result);
             if (request.method.empty() || request.path.empty()) std::abort();
             if (request.body.size() > HTTPParser::maxBodyBytes) std::abort();
-            auto origin = request.headers.find("origin");
-            (void)originAllowed(origin == request.headers.end() ? nullptr : &origin->second);
+            (void)foreignRequestRefusal(request);
+            auto type = request.headers.find("content-type");
+            (void)isJSONContentType(type == request.headers.end() ? nullptr : &type->second);
         }
         if (parser.buffered() > HTTPParser::maxHeadBytes + 3 * HTTPParser::maxBodyBytes) std::abort();
     }

@@ -123,8 +123,9 @@ private:
 };
 
 // A POST /mcp request carrying `body`.
-std::string post(const std::string& body) {
-    return "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\nContent-Length: " +
+std::string post(const std::string& body, const std::string& host = "127.0.0.1",
+                 const std::string& type = "application/json") {
+    return "POST /mcp HTTP/1.1\r\nHost: " + host + "\r\nContent-Type: " + type + "\r\nContent-Length: " +
            std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
@@ -182,7 +183,7 @@ TEST_F(HTTP, PipelinedRequestsAreAnsweredInOrder) {
 }
 
 TEST_F(HTTP, ChunkedBodiesAndLenientLengths) {
-    Response chunked = exchange("POST /mcp HTTP/1.1\r\nTransfer-Encoding: Chunked\r\n\r\n14;x=1\r\n" + ping.substr(0, 20) +
+    Response chunked = exchange("POST /mcp HTTP/1.1\r\nContent-Type: application/json\r\nTransfer-Encoding: Chunked\r\n\r\n14;x=1\r\n" + ping.substr(0, 20) +
                                 "\r\n14\r\n" + ping.substr(20) + "\r\n0\r\n\r\n");
     EXPECT_EQ(chunked.status, 200);
     EXPECT_EQ(json::parse(chunked.body)["result"], json::object());
@@ -247,7 +248,7 @@ TEST_F(HTTP, RoutesAndHeaders) {
         for (const auto& [name, value] : route.headers) EXPECT_EQ(response.header(name), value) << route.request;
     }
 
-    Response query = exchange("POST /mcp?x=1 HTTP/1.1\r\nContent-Length: " + std::to_string(ping.size()) + "\r\n\r\n" + ping);
+    Response query = exchange("POST /mcp?x=1 HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: " + std::to_string(ping.size()) + "\r\n\r\n" + ping);
     EXPECT_EQ(query.header("Content-Type"), "application/json");
     EXPECT_EQ(json::parse(query.body)["result"], json::object());
 
@@ -256,15 +257,39 @@ TEST_F(HTTP, RoutesAndHeaders) {
     EXPECT_EQ(json::parse(unparseable.body)["error"]["code"], -32700);
 }
 
-TEST_F(HTTP, OriginsOtherThanLoopbackAreRefused) {
+TEST_F(HTTP, RequestsAWebPageCouldSendAreRefused) {
+    // Origin: any host but loopback, and "null" (sandboxed frames, file:// pages).
     for (auto [origin, status] : {std::pair{"http://evil.example", 403}, {"http://127.0.0.1.evil.example", 403},
                                   {"https://localhost.evil", 403}, {"localhost", 403}, {"http://localhost:abc", 403},
-                                  {"file://", 403}, {"http://localhost:5173", 200}, {"https://127.0.0.1", 200},
-                                  {"http://[::1]:8080", 200}, {"null", 200}, {"", 200}}) {
+                                  {"file://", 403}, {"null", 403}, {"http://localhost:5173", 200},
+                                  {"https://127.0.0.1", 200}, {"http://[::1]:8080", 200}, {"", 200}}) {
         Response response = exchange("GET /health HTTP/1.1\r\nOrigin: " + std::string(origin) + "\r\n\r\n");
         EXPECT_EQ(response.status, status) << origin;
         EXPECT_EQ(response.body, status == 403 ? "Forbidden origin" : healthText) << origin;
     }
+    // Host: a name that a rebinding DNS answer points here is refused.
+    for (auto [host, status] : {std::pair{"evil.example", 403}, {"localhost.evil.example:7341", 403},
+                                {"127.0.0.1.nip.io", 403}, {"::1", 403}, {"localhost:abc", 403}, {"", 403},
+                                {"127.0.0.1:7341", 200}, {"localhost", 200}, {"LocalHost:80", 200}, {"[::1]:8080", 200}}) {
+        Response response = exchange(post(ping, host));
+        EXPECT_EQ(response.status, status) << host;
+        EXPECT_EQ(response.body == "Forbidden host", status == 403) << host;
+    }
+    // Content-Type: only JSON, which no page can send cross-origin without a preflight.
+    for (auto [type, status] : {std::pair{"text/plain", 415}, {"application/x-www-form-urlencoded", 415},
+                                {"multipart/form-data; boundary=x", 415}, {"application/jsonp", 415}, {"", 415},
+                                {"Application/JSON; charset=utf-8", 200}, {"application/json;charset=UTF-8", 200}}) {
+        Response response = exchange(post(ping, "127.0.0.1", type));
+        EXPECT_EQ(response.statusLine(), status == 415 ? "HTTP/1.1 415 Unsupported Media Type" : "HTTP/1.1 200 OK") << type;
+    }
+    Response untyped = exchange("POST /mcp HTTP/1.1\r\nContent-Length: " + std::to_string(ping.size()) + "\r\n\r\n" + ping);
+    EXPECT_EQ(untyped.status, 415);
+    EXPECT_EQ(untyped.body, "POST /mcp takes Content-Type: application/json");
+    // The preflight grants nothing.
+    Response preflight = exchange("OPTIONS /mcp HTTP/1.1\r\nOrigin: http://localhost:5173\r\n"
+                                  "Access-Control-Request-Method: POST\r\nAccess-Control-Request-Headers: content-type\r\n\r\n");
+    EXPECT_EQ(preflight.status, 404);
+    EXPECT_EQ(preflight.head.find("Access-Control-"), std::string::npos) << preflight.head;
 }
 
 TEST_F(HTTP, OversizedOrInvalidLengthsAreRefusedAndClosed) {
@@ -302,7 +327,7 @@ TEST_F(HTTP, FiveHundredHalfSentRequestsDoNotBlockTheNextClient) {
     for (int i = 0; i < 500; ++i) {
         idle.push_back(std::make_unique<Client>(port()));
         ASSERT_TRUE(idle.back()->connected()) << i;
-        idle.back()->send("POST /mcp HTTP/1.1\r\nContent-Length: 100\r\n\r\n{\"jsonrpc\":");
+        idle.back()->send("POST /mcp HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: 100\r\n\r\n{\"jsonrpc\":");
     }
     EXPECT_EQ(json::parse(exchange(post(ping)).body)["result"], json::object());
     // The idle ones are still alive and can finish their requests.
