@@ -28,23 +28,47 @@ char* readBuffer() {
 } // namespace
 
 HTTPConnection::HTTPConnection(std::shared_ptr<asio::io_context> context, asio::ip::tcp::socket socket,
-                               Handler handler)
+                               std::chrono::milliseconds idleTimeout, Handler handler)
     : context_(std::move(context)),
       socket_(std::move(socket)),
+      idleTimeout_(idleTimeout),
       handler_(std::move(handler)),
-      lingerTimer_(socket_.get_executor()) {}
+      deadline_(socket_.get_executor()) {}
 
 void HTTPConnection::start() {
     std::error_code ignored;
     socket_.non_blocking(true, ignored);
     socket_.set_option(asio::ip::tcp::no_delay(true), ignored);
+    awaitRequest();
     receive();
+}
+
+std::optional<std::chrono::steady_clock::time_point> HTTPConnection::idleSince() const {
+    if (busy_ || closed_) return std::nullopt;
+    return idleSince_;
+}
+
+// The clock starts when the connection is ready for a request and is not reset by the bytes of
+// a request that is still incomplete, so a client trickling a head in forever is closed too.
+void HTTPConnection::awaitRequest() {
+    idleSince_ = std::chrono::steady_clock::now();
+    closeAt(idleSince_ + idleTimeout_);
+}
+
+void HTTPConnection::closeAt(std::chrono::steady_clock::time_point when) {
+    deadline_.expires_at(when);
+    if (when == std::chrono::steady_clock::time_point::max()) return;
+    deadline_.async_wait([self = shared_from_this()](const std::error_code& error) {
+        // A wait that had already expired when the deadline moved still reports success: only
+        // the deadline as it stands now counts.
+        if (!error && std::chrono::steady_clock::now() >= self->deadline_.expiry()) self->close();
+    });
 }
 
 void HTTPConnection::close() {
     if (closed_) return;
     closed_ = true;
-    lingerTimer_.cancel();
+    deadline_.cancel();
     std::error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
@@ -97,16 +121,16 @@ void HTTPConnection::onReadable() {
 void HTTPConnection::processBuffer() {
     if (busy_ || closed_) return;
     HTTPParser::Result result = parser_.next();
+    if (std::holds_alternative<std::monostate>(result)) return;
+    busy_ = true;
+    closeAt(std::chrono::steady_clock::time_point::max());
     if (auto* rejection = std::get_if<HTTPParser::Rejection>(&result)) {
-        busy_ = true;
         keepAlive_ = false;
         rejected_ = true;
         send(HTTPResponse{rejection->status, {{"Content-Type", "text/plain"}}, rejection->message});
         return;
     }
     auto* request = std::get_if<HTTPRequest>(&result);
-    if (!request) return;
-    busy_ = true;
     auto connection = request->headers.find("connection");
     keepAlive_ = connection == request->headers.end() || lowercased(connection->second) != "close";
     handler_(std::move(*request), [self = shared_from_this()](HTTPResponse response) {
@@ -137,6 +161,7 @@ void HTTPConnection::send(HTTPResponse response) {
         // A peer that half-closed gets the answers to what it sent, then the connection ends:
         // nothing more can arrive, and keeping it would leak the descriptor.
         if (self->readEnded_ && !self->busy_) self->close();
+        if (!self->busy_ && !self->closed_) self->awaitRequest();
     });
 }
 
@@ -147,10 +172,7 @@ void HTTPConnection::lingeringClose() {
     lingering_ = true;
     std::error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    lingerTimer_.expires_after(std::chrono::seconds(2));
-    lingerTimer_.async_wait([self = shared_from_this()](const std::error_code& error) {
-        if (!error) self->close();
-    });
+    closeAt(std::chrono::steady_clock::now() + std::chrono::seconds(2));
     if (readPaused_) {
         readPaused_ = false;
         receive();

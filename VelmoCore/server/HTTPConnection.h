@@ -8,8 +8,10 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/steady_timer.hpp>
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace velmo {
@@ -24,12 +26,19 @@ public:
 
     // `context` is shared so that a response still travelling when the server is destroyed has
     // a queue to be posted to.
-    HTTPConnection(std::shared_ptr<asio::io_context> context, asio::ip::tcp::socket socket, Handler handler);
+    // `idleTimeout`: how long the connection may wait for a complete request before it closes.
+    HTTPConnection(std::shared_ptr<asio::io_context> context, asio::ip::tcp::socket socket,
+                   std::chrono::milliseconds idleTimeout, Handler handler);
 
     // Begins reading.
     void start();
     // Closes the socket; pending reads and writes end.
     void close();
+
+    bool closed() const { return closed_; }
+    // Since when the connection has been waiting for a request; nothing while one is answered
+    // and once closed.
+    std::optional<std::chrono::steady_clock::time_point> idleSince() const;
 
 private:
     void receive();
@@ -37,9 +46,12 @@ private:
     void processBuffer();
     void send(HTTPResponse response);
     void lingeringClose();
+    void awaitRequest();
+    void closeAt(std::chrono::steady_clock::time_point when);
 
     std::shared_ptr<asio::io_context> context_;  // declared first: outlives the socket
     asio::ip::tcp::socket socket_;
+    std::chrono::milliseconds idleTimeout_;
     Handler handler_;
     HTTPParser parser_;
     std::string outgoing_;
@@ -50,7 +62,10 @@ private:
     bool readPaused_ = false; // enough is queued behind the request being answered
     bool rejected_ = false;   // refused for its size: the rest of what the client sends is discarded
     bool lingering_ = false;
-    asio::steady_timer lingerTimer_;
+    std::chrono::steady_clock::time_point idleSince_;
+    // The connection closes when this passes: the idle timeout while it waits for a request, a
+    // moment while it lingers, never while a request is answered.
+    asio::steady_timer deadline_;
 };
 
 } // namespace velmo

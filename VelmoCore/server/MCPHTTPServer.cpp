@@ -14,6 +14,10 @@
 #include <asio/steady_timer.hpp>
 
 #include <pthread.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdint>
 
 namespace velmo {
 
@@ -31,9 +35,10 @@ struct MCPHTTPServer::Listener {
     explicit Listener(asio::io_context& context) : acceptor(context), retry(context) {}
 };
 
-MCPHTTPServer::MCPHTTPServer(std::uint16_t port, MCPDispatcher& dispatcher)
+MCPHTTPServer::MCPHTTPServer(std::uint16_t port, MCPDispatcher& dispatcher, Limits limits)
     : port_(port),
       dispatcher_(dispatcher),
+      limits_(limits),
       context_(std::make_shared<asio::io_context>(1)),
       alive_(std::make_shared<bool>(true)) {}
 
@@ -47,6 +52,7 @@ MCPHTTPServer::~MCPHTTPServer() {
             }
             for (auto& weak : connections_)
                 if (auto connection = weak.lock()) connection->close();
+            connections_.clear();
         });
         work_.reset();
         thread_.join();
@@ -61,6 +67,17 @@ void MCPHTTPServer::report(State state) {
 }
 
 namespace {
+
+// Raises the soft descriptor limit as far as the hard one allows and returns it (0 when unknown).
+std::size_t raiseDescriptorLimit() {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
+    if (limit.rlim_cur < limit.rlim_max) {
+        rlimit raised{limit.rlim_max, limit.rlim_max};
+        if (::setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
+    }
+    return limit.rlim_cur == RLIM_INFINITY ? SIZE_MAX : std::size_t(limit.rlim_cur);
+}
 
 std::error_code openListener(asio::ip::tcp::acceptor& acceptor, const asio::ip::tcp::endpoint& endpoint) {
     std::error_code error;
@@ -80,6 +97,10 @@ std::error_code openListener(asio::ip::tcp::acceptor& acceptor, const asio::ip::
 } // namespace
 
 void MCPHTTPServer::start() {
+    if (const std::size_t descriptors = raiseDescriptorLimit())
+        connectionCap_ = std::max<std::size_t>(1, std::min(limits_.maxConnections, descriptors / 2));
+    else
+        connectionCap_ = limits_.maxConnections;
     auto v4 = std::make_shared<Listener>(*context_);
     if (std::error_code error = openListener(v4->acceptor, {asio::ip::address_v4::loopback(), port_})) {
         report(Failed{error.message()});
@@ -136,16 +157,43 @@ void MCPHTTPServer::accept(std::shared_ptr<Listener> listener) {
             return;
         }
         auto connection = std::make_shared<HTTPConnection>(
-            context_, std::move(socket),
+            context_, std::move(socket), limits_.idleTimeout,
             [this](HTTPRequest request, HTTPConnection::Respond respond) { route(std::move(request), std::move(respond)); });
-        if (++acceptedSincePrune_ >= 256) {
-            connections_.remove_if([](const std::weak_ptr<HTTPConnection>& weak) { return weak.expired(); });
-            acceptedSincePrune_ = 0;
+        if (!makeRoom()) {
+            // Every open connection is answering a request: this one is turned away at once
+            // rather than holding a descriptor beyond the cap.
+            connection->close();
+            accept(listener);
+            return;
         }
         connections_.push_back(connection);
         connection->start();
         accept(listener);
     });
+}
+
+// Keeps the open connections under the cap: forgets the closed ones, then closes the connection
+// that has waited longest for a request. False when every connection is answering one.
+bool MCPHTTPServer::makeRoom() {
+    if (connections_.size() < connectionCap_) return true;
+    connections_.remove_if([](const std::weak_ptr<HTTPConnection>& weak) {
+        auto connection = weak.lock();
+        return !connection || connection->closed();
+    });
+    if (connections_.size() < connectionCap_) return true;
+    auto oldest = connections_.end();
+    std::chrono::steady_clock::time_point oldestSince;
+    for (auto it = connections_.begin(); it != connections_.end(); ++it) {
+        auto since = it->lock()->idleSince();
+        if (since && (oldest == connections_.end() || *since < oldestSince)) {
+            oldest = it;
+            oldestSince = *since;
+        }
+    }
+    if (oldest == connections_.end()) return false;
+    oldest->lock()->close();
+    connections_.erase(oldest);
+    return true;
 }
 
 void MCPHTTPServer::route(HTTPRequest request, std::function<void(HTTPResponse)> respond) {

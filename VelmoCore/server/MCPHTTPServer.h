@@ -6,6 +6,8 @@
 #include "server/HTTPMessage.h"
 
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -39,7 +41,18 @@ public:
     };
     using State = std::variant<Starting, Listening, Failed>;
 
-    MCPHTTPServer(std::uint16_t port, MCPDispatcher& dispatcher);
+    // What keeps clients that connect and say nothing from using up the server.
+    struct Limits {
+        // A connection that goes this long without a complete request is closed.
+        std::chrono::milliseconds idleTimeout;
+        // At most this many connections are open at once, and never more than half the process's
+        // descriptor limit, so that the rest of Velmo always has descriptors. A connection past the
+        // cap closes the one idle longest, or itself when every other is answering a request.
+        std::size_t maxConnections;
+    };
+    static constexpr Limits defaultLimits{std::chrono::seconds(60), 1024};
+
+    MCPHTTPServer(std::uint16_t port, MCPDispatcher& dispatcher, Limits limits = defaultLimits);
     // Stops listening, closes every connection and joins the HTTP thread.
     ~MCPHTTPServer();
     MCPHTTPServer(const MCPHTTPServer&) = delete;
@@ -49,7 +62,8 @@ public:
     std::function<void(State)> onState;
 
     // Binds 127.0.0.1 and ::1 (where the system has IPv6) with address reuse and starts serving.
-    // The outcome arrives through `onState`. Call once.
+    // The outcome arrives through `onState`. Call once. Raises the process's soft descriptor
+    // limit to its hard limit, which sets the connection cap.
     void start();
     // Stops accepting; connections already open finish what they have.
     void stop();
@@ -64,15 +78,19 @@ private:
 
     void report(State state);
     void accept(std::shared_ptr<Listener> listener);
+    bool makeRoom();
     void route(HTTPRequest request, std::function<void(HTTPResponse)> respond);
 
     std::uint16_t port_;
     MCPDispatcher& dispatcher_;
+    Limits limits_;
+    std::size_t connectionCap_ = 0;
     std::shared_ptr<asio::io_context> context_;
     std::list<std::shared_ptr<Listener>> listeners_;
-    // HTTP thread only. Weak, and only so that shutdown can close what is still open.
+    // HTTP thread only. Weak: a connection lives as long as its operations; the list serves to
+    // count, to make room and to close what is still open at shutdown. Closed ones linger in it
+    // until room is needed.
     std::list<std::weak_ptr<HTTPConnection>> connections_;
-    std::size_t acceptedSincePrune_ = 0;
     std::shared_ptr<void> work_;   // keeps the HTTP thread running between connections
     std::shared_ptr<bool> alive_;  // main queue: state reports check it, the server may be gone
     std::atomic<std::uint16_t> boundPort_{0};
