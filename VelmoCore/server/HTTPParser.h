@@ -1,7 +1,8 @@
 // The incremental request parser of one HTTP connection: bytes go in as they arrive, complete
-// requests come out in order, so that split and pipelined requests both work. Lenient by design
-// (a malformed head is dropped without an answer) except where a size would endanger the
-// process: those requests are refused with a status and the connection is closed.
+// requests come out in order, so that split and pipelined requests both work. Lenient in what does
+// no harm (header case, an unparseable length counting as 0); a request that cannot be framed
+// safely, or whose size would endanger the process, is refused with a status, and the connection
+// closes.
 #pragma once
 
 #include "server/HTTPMessage.h"
@@ -33,8 +34,9 @@ public:
 
     void append(std::string_view bytes);
 
-    // Takes the next complete request off the buffer. A head that is not UTF-8, a request line
-    // of fewer than two words or a bad chunk size empties the buffer and gives nothing. After a
+    // Takes the next complete request off the buffer. Refused with 400: a head that is not UTF-8,
+    // a request line of fewer than two words, a bad chunk size, a chunk longer than its size, two
+    // Content-Length headers that disagree, and a negative or overflowing length. After a
     // rejection the parser's state is undefined: the connection must close.
     Result next();
 
@@ -43,7 +45,7 @@ public:
 
 private:
     void consume(std::size_t length);
-    void drop();
+    std::size_t findHeadEnd(std::string_view data);
 
     std::string buffer_;
     std::size_t start_ = 0;    // consumed bytes at the front, kept until the next append
