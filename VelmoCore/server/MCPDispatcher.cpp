@@ -60,6 +60,11 @@ void MCPDispatcher::handleOnMain(const std::string& data, Completion done) {
         return;
     }
     if (message.is_array()) {
+        // An empty batch is no batch at all: JSON-RPC answers it as a malformed request.
+        if (message.empty()) {
+            done(serialize(errorResponse(nullptr, -32600, "Invalid Request")));
+            return;
+        }
         handleBatch(std::move(message), std::move(done));
         return;
     }
@@ -130,6 +135,11 @@ void MCPDispatcher::handleMessage(const json& message, MessageCompletion done) {
     if (idEntry == message.end()) {
         // A notification, whatever its method: not even a tools/call is carried out.
         done(std::nullopt);
+        return;
+    }
+    // An id is text, a number or null; anything else could not be matched to its answer.
+    if (!idEntry->is_string() && !idEntry->is_number() && !idEntry->is_null()) {
+        done(errorResponse(nullptr, -32600, "Invalid Request"));
         return;
     }
     const json id = *idEntry;

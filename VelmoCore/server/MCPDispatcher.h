@@ -30,8 +30,8 @@ public:
     // could not be serialised.
     using Completion = std::function<void(std::optional<std::string>)>;
 
-    // Nesting of arrays and objects deeper than this is a parse error: the reply echoes a
-    // request's id, and printing an absurdly deep id would exhaust the stack.
+    // Nesting of arrays and objects deeper than this is a parse error: printing an absurdly deep
+    // value would exhaust the stack.
     static constexpr int maxNesting = 512;
 
     MCPDispatcher(Studio& studio, MainQueue& mainQueue, const MCPTools::Factory& tools = &MCPTools::buildTools);

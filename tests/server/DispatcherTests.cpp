@@ -50,6 +50,10 @@ TEST_F(Dispatch, ErrorCodesAndTexts) {
     for (const auto& [body, expected] : std::vector<std::pair<std::string, json>>{
              {R"({"id":1})", error(nullptr, -32600, "Invalid Request")},
              {R"({"jsonrpc":"2.0","id":4,"method":7})", error(nullptr, -32600, "Invalid Request")},
+             {"[]", error(nullptr, -32600, "Invalid Request")},
+             {R"({"jsonrpc":"2.0","id":{"a":[1]},"method":"ping"})", error(nullptr, -32600, "Invalid Request")},
+             {R"({"jsonrpc":"2.0","id":[1],"method":"ping"})", error(nullptr, -32600, "Invalid Request")},
+             {R"({"jsonrpc":"2.0","id":true,"method":"ping"})", error(nullptr, -32600, "Invalid Request")},
              {R"({"jsonrpc":"2.0","id":4,"method":"tools/run"})", error(4, -32601, "Method not found: tools/run")},
              {R"({"jsonrpc":"2.0","id":"x","method":"tools/call","params":[1]})", error("x", -32602, "Missing tool name")},
              {R"({"jsonrpc":"2.0","id":2,"method":"tools/call","params":{"name":3}})", error(2, -32602, "Missing tool name")}})
@@ -57,7 +61,6 @@ TEST_F(Dispatch, ErrorCodesAndTexts) {
 }
 
 TEST_F(Dispatch, NotificationsAndClientResponsesGetNoBytes) {
-    EXPECT_EQ(answer("[]"), std::nullopt);
     EXPECT_EQ(answer(R"({"jsonrpc":"2.0","method":"notifications/initialized"})"), std::nullopt);
     EXPECT_EQ(answer(R"({"id":1,"result":{}})"), std::nullopt);
     EXPECT_EQ(answer(R"({"id":1,"error":{"code":1,"message":"x"}})"), std::nullopt);
@@ -88,7 +91,7 @@ TEST_F(Dispatch, BatchesAnswerInOrderAndSkipNotifications) {
 }
 
 TEST_F(Dispatch, IdsAreEchoedVerbatim) {
-    for (const char* id : {"\"7\"", "1.5", "null", R"({"a":[1]})"})
+    for (const char* id : {"\"7\"", "1.5", "null", "18446744073709551615"})
         EXPECT_EQ(answerJSON(R"({"jsonrpc":"2.0","id":)" + std::string(id) + R"(,"method":"ping"})")["id"], json::parse(id)) << id;
 }
 
