@@ -30,18 +30,23 @@ bench: deps
 	@cmake --build $(BENCH_DIR) -j $(JOBS)
 	@for b in $(BENCH_DIR)/bench/*; do [ -x "$$b" ] && [ -f "$$b" ] && { echo "== $$b"; "$$b" || exit 1; }; done
 
-# libFuzzer with AddressSanitizer on the HTTP parser and the JSON-RPC dispatcher, FUZZ_SECONDS
-# each. New inputs are found in $(FUZZ_DIR)/found and merged into tests/fuzz/corpus only when they
-# add coverage, cut to 256 bytes, which keeps the checked-in corpus small.
+# libFuzzer with AddressSanitizer and assertions on the HTTP parser, the JSON-RPC dispatcher and
+# the project-file decoder, FUZZ_SECONDS each (FUZZ_TARGETS picks some). New inputs are found in
+# $(FUZZ_DIR)/found and merged into tests/fuzz/corpus only when they add coverage, cut short
+# (256 bytes; 8 KiB for project files, which hold a whole synth patch per track) to keep the
+# checked-in corpus small.
+FUZZ_TARGETS ?= http_parser dispatcher project_file
 fuzz: deps
-	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVELMO_TESTS=OFF -DVELMO_FUZZ=ON
-	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target fuzz_http_parser fuzz_dispatcher
-	@set -e; for f in http_parser:http dispatcher:json; do \
-	  name=$${f%%:*}; dict=$${f##*:}; found=$(FUZZ_DIR)/found/$$name; mkdir -p $$found tests/fuzz/corpus/$$name; \
+	@cmake -S . -B $(FUZZ_DIR) -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DCMAKE_CXX_FLAGS_RELWITHDEBINFO="-O2 -g" -DVELMO_TESTS=OFF -DVELMO_FUZZ=ON
+	@cmake --build $(FUZZ_DIR) -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS))
+	@set -e; for name in $(FUZZ_TARGETS); do \
+	  case $$name in project_file) len=8192 keep=8192;; *) len=4096 keep=256;; esac; \
+	  found=$(FUZZ_DIR)/found/$$name; mkdir -p $$found tests/fuzz/corpus/$$name; \
 	  echo "== fuzz_$$name for $(FUZZ_SECONDS) s"; \
-	  $(FUZZ_DIR)/tests/fuzz/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -max_len=4096 -dict=tests/fuzz/$$dict.dict \
+	  $(FUZZ_DIR)/tests/fuzz/fuzz_$$name -max_total_time=$(FUZZ_SECONDS) -max_len=$$len -dict=tests/fuzz/$$name.dict \
 	    -print_final_stats=1 $$found tests/fuzz/corpus/$$name; \
-	  $(FUZZ_DIR)/tests/fuzz/fuzz_$$name -merge=1 -max_len=256 tests/fuzz/corpus/$$name $$found; \
+	  $(FUZZ_DIR)/tests/fuzz/fuzz_$$name -merge=1 -max_len=$$keep tests/fuzz/corpus/$$name $$found; \
 	done
 
 clean:

@@ -14,6 +14,7 @@ packages=(
   libsndfile1-dev      # tests read rendered WAV files back with an independent reader
   libasio-dev          # the MCP server's sockets (standalone, header-only)
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer
+  libclang-rt-14-dev   # clang's sanitizer and libFuzzer runtimes, which `clang` does not pull in
 )
 # The interoperability test drives the server with the official MCP SDK from npm. Node may come
 # from elsewhere than Debian; install the Debian packages only when no node/npm is on the PATH.
