@@ -20,7 +20,7 @@ using namespace velmo;
 namespace {
 
 void printUsage(std::FILE* to) {
-    std::fputs("Usage: velmo [--headless]\n"
+    std::fputs("Usage: velmo [--headless] [--help] [--version]\n"
                "       velmo render FILE [-o OUT.wav] [--start BEAT] [--end BEAT] [--tail SECONDS]\n"
                "       velmo analyze FILE\n"
                "Runs the Velmo synthesizer studio and its MCP server for AI agents on\n"
@@ -35,6 +35,10 @@ int main(int argc, char** argv) {
     if (int status = runRenderCommand(argc, argv); status >= 0) return status;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--headless") == 0) continue;
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::printf("velmo %.*s\n", int(VelmoInfo::version.size()), VelmoInfo::version.data());
+            return 0;
+        }
         if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
             printUsage(stdout);
             return 0;

@@ -1,0 +1,182 @@
+#include "Bridge.h"
+
+#include "VelmoLauncher.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstring>
+#include <thread>
+
+namespace velmo::bridge {
+
+namespace {
+
+using nlohmann::json;
+using Clock = std::chrono::steady_clock;
+
+// Implementation-defined server errors of JSON-RPC start here.
+constexpr int kUnreachable = -32000;
+constexpr auto kRetryPeriod = std::chrono::milliseconds(20);
+
+std::string compact(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
+
+json errorResponse(json id, int code, const std::string& message) {
+    return {{"jsonrpc", "2.0"}, {"id", std::move(id)}, {"error", {{"code", code}, {"message", message}}}};
+}
+
+// The error Velmo would have answered `message` with had it been reached, if it answers at all:
+// requests get one with their id; notifications and a client's responses get none.
+std::optional<json> errorFor(const json& message, const std::string& text) {
+    if (message.is_object() && message.contains("method") && message["method"].is_string()) {
+        if (!message.contains("id")) return std::nullopt;
+        return errorResponse(message["id"], kUnreachable, text);
+    }
+    if (message.is_object() && (message.contains("result") || message.contains("error"))) return std::nullopt;
+    return errorResponse(nullptr, kUnreachable, text);
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+// A short, printable excerpt of what another program answered, for a message.
+std::string excerpt(std::string_view body) {
+    std::string text(trimmed(body.substr(0, 200)));
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+    return text.empty() ? "(no body)" : text;
+}
+
+} // namespace
+
+Bridge::Bridge(Options options, Log log)
+    : options_(std::move(options)), log_(std::move(log)), connection_(options_.port, options_.clientOut) {}
+
+std::optional<std::string> Bridge::answer(const LineReader::Line& line) {
+    if (line.tooLong())
+        return compact(errorResponse(nullptr, -32600,
+                                     "Message too large: the line holds " + std::to_string(line.length) +
+                                         " bytes; Velmo accepts at most " + std::to_string(maxMessageBytes) + "."));
+    const std::string_view text = trimmed(line.text);
+    if (text.empty()) return std::nullopt;
+    // Only an object or an array is a message, as Velmo itself decides; garbage never starts it.
+    if ((text.front() != '{' && text.front() != '[') || !json::accept(text))
+        return compact(errorResponse(nullptr, -32700, "Parse error"));
+
+    if (auto failure = reach()) return fail(text, *failure);
+    auto result = connection_.post(text);
+    if (auto* reply = std::get_if<VelmoConnection::Reply>(&result)) return relay(text, std::move(*reply));
+
+    const auto& error = std::get<VelmoConnection::Error>(result);
+    const std::string port = std::to_string(options_.port);
+    switch (error.kind) {
+    case VelmoConnection::Error::clientGone:
+        clientGone_ = true;
+        return std::nullopt;
+    case VelmoConnection::Error::notHTTP:
+        return fail(text, "The program on port " + port + " does not answer like Velmo: " + error.detail +
+                              ". Quit it, or set VELMO_MCP_PORT to the port Velmo listens on.");
+    default:
+        return fail(text, "Velmo on port " + port + " closed the connection before answering (" + error.detail +
+                              "): it may have quit or crashed, and the request may or may not have been carried out. "
+                              "The next request starts Velmo again if it is not running (VELMO_MCP_PORT sets the port).");
+    }
+}
+
+std::optional<std::string> Bridge::reach() {
+    const std::string port = std::to_string(options_.port);
+    if (options_.port == 0)
+        return "VELMO_MCP_PORT is 0, which lets Velmo choose any free port, so the bridge cannot know where to "
+               "find it. Set VELMO_MCP_PORT to the port Velmo listens on (7341 unless you chose another).";
+    if (connection_.isOpen() && !connection_.closedByPeer()) return std::nullopt;
+
+    const bool wasOpen = connection_.isOpen();
+    connection_.close();
+    auto opened = connection_.open();
+    auto* error = std::get_if<VelmoConnection::Error>(&opened);
+    if (!error) return std::nullopt;
+    if (error->kind != VelmoConnection::Error::refused)
+        return "Cannot connect to Velmo on port " + port + ": " + error->detail +
+               ". Check that Velmo runs, or set VELMO_MCP_PORT to the port it listens on.";
+    // Velmo went away since the last answer: say so once rather than start a fresh Velmo on the
+    // demo song behind the client's back.
+    if (wasOpen)
+        return "Velmo on port " + port + " has stopped: the connection closed and nothing listens there now, so "
+               "the song it held is gone unless it was saved. The next request starts Velmo again "
+               "(VELMO_MCP_PORT sets the port).";
+    return startVelmo();
+}
+
+std::optional<std::string> Bridge::startVelmo() {
+    const std::string port = std::to_string(options_.port);
+    std::erase_if(started_, [](pid_t pid) { return endOf(pid).has_value(); });
+    const Launch launch = launchDetached(options_.velmoPath, options_.velmoArguments);
+    if (launch.pid < 0)
+        return "Velmo is not running on port " + port + " and could not be started: " + launch.error +
+               ". Start Velmo, or set VELMO_MCP_PORT to the port it listens on.";
+    started_.push_back(launch.pid);
+    log_("nothing listens on port " + port + ": started " + velmoCommand() + " (process " +
+         std::to_string(launch.pid) + ")");
+
+    const auto deadline = Clock::now() + options_.startTimeout;
+    for (;;) {
+        std::this_thread::sleep_for(kRetryPeriod);
+        auto opened = connection_.open();
+        auto* error = std::get_if<VelmoConnection::Error>(&opened);
+        if (!error) return std::nullopt;
+        if (error->kind != VelmoConnection::Error::refused)
+            return "Cannot connect to Velmo on port " + port + ": " + error->detail +
+                   ". Check that Velmo runs, or set VELMO_MCP_PORT to the port it listens on.";
+        // Another bridge may have started Velmo at the same moment: a listener counts whoever owns it.
+        if (auto end = endOf(launch.pid)) {
+            std::erase(started_, launch.pid);
+            return "Velmo is not running on port " + port + ", and " + velmoCommand() +
+                   ", started to serve this request, " + *end +
+                   " before it listened. Run it in a terminal to see why, or set VELMO_MCP_PORT to use another port.";
+        }
+        if (Clock::now() >= deadline)
+            return "Velmo is not running on port " + port + ", and " + velmoCommand() + " (process " +
+                   std::to_string(launch.pid) + "), started to serve this request, did not listen within " +
+                   std::to_string(options_.startTimeout.count() / 1000) +
+                   " seconds. Try again in a moment, or set VELMO_MCP_PORT to use another port.";
+    }
+}
+
+std::optional<std::string> Bridge::relay(std::string_view text, VelmoConnection::Reply reply) {
+    const std::string port = std::to_string(options_.port);
+    if (reply.status == 202) return std::nullopt;
+    if (reply.status != 200)
+        return fail(text, "The server on port " + port + " refused the request with HTTP " +
+                              std::to_string(reply.status) + ": " + excerpt(reply.body) +
+                              ". If it is not Velmo, quit it or set VELMO_MCP_PORT to the port Velmo listens on.");
+    if (reply.body.empty()) return fail(text, "Velmo on port " + port + " sent an empty answer to this request.");
+    if (!json::accept(reply.body))
+        return fail(text, "The program on port " + port + " does not answer like Velmo: its answer is not JSON (" +
+                              excerpt(reply.body) + "). Quit it, or set VELMO_MCP_PORT to the port Velmo listens on.");
+    // Line breaks can only be white space between tokens, but one would split the answer in two.
+    if (std::memchr(reply.body.data(), '\n', reply.body.size())) return compact(json::parse(reply.body));
+    return std::move(reply.body);
+}
+
+std::optional<std::string> Bridge::fail(std::string_view text, const std::string& message) {
+    log_(message);
+    const json parsed = json::parse(text);
+    if (!parsed.is_array()) {
+        auto error = errorFor(parsed, message);
+        return error ? std::optional(compact(*error)) : std::nullopt;
+    }
+    json errors = json::array();
+    for (const json& element : parsed)
+        if (auto error = errorFor(element, message)) errors.push_back(std::move(*error));
+    return errors.empty() ? std::nullopt : std::optional(compact(errors));
+}
+
+std::string Bridge::velmoCommand() const {
+    std::string command = options_.velmoPath;
+    for (const std::string& argument : options_.velmoArguments) command += " " + argument;
+    return command;
+}
+
+} // namespace velmo::bridge
