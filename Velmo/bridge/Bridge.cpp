@@ -41,14 +41,6 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
-// A short, printable excerpt of what another program answered, for a message.
-std::string excerpt(std::string_view body) {
-    std::string text(trimmed(body.substr(0, 200)));
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < 0x20) c = ' ';
-    return text.empty() ? "(no body)" : text;
-}
-
 } // namespace
 
 Bridge::Bridge(Options options, Log log)
@@ -65,7 +57,7 @@ std::optional<std::string> Bridge::answer(const LineReader::Line& line) {
     if ((text.front() != '{' && text.front() != '[') || !json::accept(text))
         return compact(errorResponse(nullptr, -32700, "Parse error"));
 
-    if (auto failure = reach()) return fail(text, *failure);
+    if (auto failure = reach()) return clientGone_ ? std::nullopt : fail(text, *failure);
     auto result = connection_.post(text);
     if (auto* reply = std::get_if<VelmoConnection::Reply>(&result)) return relay(text, std::move(*reply));
 
@@ -76,7 +68,7 @@ std::optional<std::string> Bridge::answer(const LineReader::Line& line) {
         clientGone_ = true;
         return std::nullopt;
     case VelmoConnection::Error::notHTTP:
-        return fail(text, "The program on port " + port + " does not answer like Velmo: " + error.detail +
+        return fail(text, "The program on port " + port + " is not Velmo: " + error.detail +
                               ". Quit it, or set VELMO_MCP_PORT to the port Velmo listens on.");
     default:
         return fail(text, "Velmo on port " + port + " closed the connection before answering (" + error.detail +
@@ -94,53 +86,80 @@ std::optional<std::string> Bridge::reach() {
 
     const bool wasOpen = connection_.isOpen();
     connection_.close();
-    auto opened = connection_.open();
-    auto* error = std::get_if<VelmoConnection::Error>(&opened);
-    if (!error) return std::nullopt;
-    if (error->kind != VelmoConnection::Error::refused)
-        return "Cannot connect to Velmo on port " + port + ": " + error->detail +
-               ". Check that Velmo runs, or set VELMO_MCP_PORT to the port it listens on.";
-    // Velmo went away since the last answer: say so once rather than start a fresh Velmo on the
-    // demo song behind the client's back.
-    if (wasOpen)
-        return "Velmo on port " + port + " has stopped: the connection closed and nothing listens there now, so "
-               "the song it held is gone unless it was saved. The next request starts Velmo again "
-               "(VELMO_MCP_PORT sets the port).";
-    return startVelmo();
+    const auto deadline = Clock::now() + options_.startTimeout;
+    std::optional<pid_t> launched;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        auto opened = connection_.open(std::max(left, kRetryPeriod));
+        auto* error = std::get_if<VelmoConnection::Error>(&opened);
+        if (!error) return std::nullopt;
+        switch (error->kind) {
+        case VelmoConnection::Error::refused:
+            // Velmo went away since the last answer: say so once, rather than start a fresh
+            // Velmo on the demo song behind the client's back.
+            if (wasOpen)
+                return "Velmo on port " + port + " has stopped: the connection closed and nothing listens there "
+                       "now, so the song it held is gone unless it was saved. The next request starts Velmo "
+                       "again (VELMO_MCP_PORT sets the port).";
+            if (!launched) {
+                if (auto failure = launch()) return failure;
+                launched = started_.back();
+            } else if (auto end = endOf(*launched)) {
+                std::erase(started_, *launched);
+                return "Velmo is not running on port " + port + ", and " + velmoCommand() +
+                       ", started to serve this request, " + *end +
+                       " before it listened. Run it in a terminal to see why, or set VELMO_MCP_PORT to use "
+                       "another port.";
+            }
+            break;
+        case VelmoConnection::Error::lost:
+        case VelmoConnection::Error::timedOut:
+            // A Velmo on its way out, or one not yet serving: ask again.
+            break;
+        case VelmoConnection::Error::clientGone:
+            clientGone_ = true;
+            return "the client has gone";
+        case VelmoConnection::Error::notVelmo:
+        case VelmoConnection::Error::notHTTP:
+            return "The program on port " + port + " is not Velmo: " + error->detail +
+                   ". Quit it, or set VELMO_MCP_PORT to the port Velmo listens on.";
+        case VelmoConnection::Error::other:
+            return "Cannot connect to Velmo on port " + port + ": " + error->detail +
+                   ". Check that Velmo runs, or set VELMO_MCP_PORT to the port it listens on.";
+        }
+        if (Clock::now() >= deadline) {
+            const std::string seconds = std::to_string(options_.startTimeout.count() / 1000);
+            if (!launched)
+                return "Velmo on port " + port + " accepts connections but does not answer (" + error->detail +
+                       ") after " + seconds + " seconds. Restart Velmo, or set VELMO_MCP_PORT to use another port.";
+            return "Velmo is not running on port " + port + ", and " + velmoCommand() + " (process " +
+                   std::to_string(*launched) + "), started to serve this request, did not listen within " + seconds +
+                   " seconds. Try again in a moment, or set VELMO_MCP_PORT to use another port.";
+        }
+        std::this_thread::sleep_for(kRetryPeriod);
+    }
 }
 
-std::optional<std::string> Bridge::startVelmo() {
-    const std::string port = std::to_string(options_.port);
-    std::erase_if(started_, [](pid_t pid) { return endOf(pid).has_value(); });
+std::optional<std::string> Bridge::launch() {
+    awaitEndOfStarted();
     const Launch launch = launchDetached(options_.velmoPath, options_.velmoArguments);
+    const std::string port = std::to_string(options_.port);
     if (launch.pid < 0)
         return "Velmo is not running on port " + port + " and could not be started: " + launch.error +
                ". Start Velmo, or set VELMO_MCP_PORT to the port it listens on.";
     started_.push_back(launch.pid);
     log_("nothing listens on port " + port + ": started " + velmoCommand() + " (process " +
          std::to_string(launch.pid) + ")");
+    return std::nullopt;
+}
 
-    const auto deadline = Clock::now() + options_.startTimeout;
-    for (;;) {
-        std::this_thread::sleep_for(kRetryPeriod);
-        auto opened = connection_.open();
-        auto* error = std::get_if<VelmoConnection::Error>(&opened);
-        if (!error) return std::nullopt;
-        if (error->kind != VelmoConnection::Error::refused)
-            return "Cannot connect to Velmo on port " + port + ": " + error->detail +
-                   ". Check that Velmo runs, or set VELMO_MCP_PORT to the port it listens on.";
-        // Another bridge may have started Velmo at the same moment: a listener counts whoever owns it.
-        if (auto end = endOf(launch.pid)) {
-            std::erase(started_, launch.pid);
-            return "Velmo is not running on port " + port + ", and " + velmoCommand() +
-                   ", started to serve this request, " + *end +
-                   " before it listened. Run it in a terminal to see why, or set VELMO_MCP_PORT to use another port.";
-        }
-        if (Clock::now() >= deadline)
-            return "Velmo is not running on port " + port + ", and " + velmoCommand() + " (process " +
-                   std::to_string(launch.pid) + "), started to serve this request, did not listen within " +
-                   std::to_string(options_.startTimeout.count() / 1000) +
-                   " seconds. Try again in a moment, or set VELMO_MCP_PORT to use another port.";
+void Bridge::awaitEndOfStarted() {
+    // A Velmo this bridge started that no longer listens is on its way out; until its last
+    // socket closes, a new one could not take the port.
+    const auto deadline = Clock::now() + std::chrono::seconds(1);
+    while (std::erase_if(started_, [](pid_t pid) { return endOf(pid).has_value(); }), !started_.empty()) {
+        if (Clock::now() >= deadline) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
 
@@ -153,7 +172,7 @@ std::optional<std::string> Bridge::relay(std::string_view text, VelmoConnection:
                               ". If it is not Velmo, quit it or set VELMO_MCP_PORT to the port Velmo listens on.");
     if (reply.body.empty()) return fail(text, "Velmo on port " + port + " sent an empty answer to this request.");
     if (!json::accept(reply.body))
-        return fail(text, "The program on port " + port + " does not answer like Velmo: its answer is not JSON (" +
+        return fail(text, "The program on port " + port + " is not Velmo: its answer is not JSON (" +
                               excerpt(reply.body) + "). Quit it, or set VELMO_MCP_PORT to the port Velmo listens on.");
     // Line breaks can only be white space between tokens, but one would split the answer in two.
     if (std::memchr(reply.body.data(), '\n', reply.body.size())) return compact(json::parse(reply.body));

@@ -29,7 +29,7 @@ public:
         std::uint16_t port = 7341;
         std::string velmoPath;                   // started when nothing listens on the port
         std::vector<std::string> velmoArguments;
-        std::chrono::milliseconds startTimeout{10'000};
+        std::chrono::milliseconds startTimeout{10'000};  // also bounds waiting for one going away
         int clientOut = -1;                      // watched while an answer is awaited
     };
     // Receives one line for a person (standard error), without a newline.
@@ -46,7 +46,8 @@ public:
 
 private:
     std::optional<std::string> reach();
-    std::optional<std::string> startVelmo();
+    std::optional<std::string> launch();
+    void awaitEndOfStarted();
     std::optional<std::string> relay(std::string_view text, VelmoConnection::Reply reply);
     std::optional<std::string> fail(std::string_view text, const std::string& message);
     std::string velmoCommand() const;

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <optional>
@@ -80,15 +81,21 @@ std::variant<Head, std::string> parseHead(std::string_view head) {
 
 } // namespace
 
+std::string excerpt(std::string_view text) {
+    text = text.substr(0, 200);
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.remove_suffix(1);
+    std::string result(text);
+    for (char& c : result)
+        if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+    return result.empty() ? "(nothing)" : result;
+}
+
 VelmoConnection::VelmoConnection(std::uint16_t port, int clientOut)
-    : port_(port),
-      clientOut_(clientOut),
-      head_("POST /mcp HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port) +
-            "\r\nContent-Type: application/json\r\nAccept: application/json\r\nContent-Length: ") {}
+    : port_(port), clientOut_(clientOut), host_("Host: 127.0.0.1:" + std::to_string(port) + "\r\n") {}
 
 VelmoConnection::~VelmoConnection() { close(); }
 
-std::variant<std::monostate, VelmoConnection::Error> VelmoConnection::open() {
+std::variant<std::monostate, VelmoConnection::Error> VelmoConnection::open(std::chrono::milliseconds timeout) {
     if (fd_ >= 0) return std::monostate{};
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0) return Error{Error::other, std::strerror(errno)};
@@ -109,6 +116,14 @@ std::variant<std::monostate, VelmoConnection::Error> VelmoConnection::open() {
         return Error{error == ECONNREFUSED ? Error::refused : Error::other, std::strerror(error)};
     }
     fd_ = fd;
+
+    auto probe = send("GET /health HTTP/1.1\r\n" + host_ + "\r\n", {});
+    if (std::holds_alternative<Reply>(probe)) probe = readReply(int(timeout.count()));
+    if (auto* error = std::get_if<Error>(&probe)) return *error;
+    const Reply& reply = std::get<Reply>(probe);
+    if (reply.status != 200 || !reply.body.starts_with("Velmo MCP server"))
+        return std::get<Error>(fail(Error::notVelmo, "it answered GET /health with HTTP " +
+                                                         std::to_string(reply.status) + ": " + excerpt(reply.body)));
     return std::monostate{};
 }
 
@@ -131,7 +146,14 @@ VelmoConnection::Result VelmoConnection::fail(Error::Kind kind, std::string deta
 
 VelmoConnection::Result VelmoConnection::post(std::string_view body) {
     if (fd_ < 0) return fail(Error::lost, "not connected");
-    const std::string head = head_ + std::to_string(body.size()) + "\r\n\r\n";
+    const std::string head = "POST /mcp HTTP/1.1\r\n" + host_ +
+                             "Content-Type: application/json\r\nAccept: application/json\r\nContent-Length: " +
+                             std::to_string(body.size()) + "\r\n\r\n";
+    if (auto sent = send(head, body); std::holds_alternative<Error>(sent)) return sent;
+    return readReply(-1);
+}
+
+VelmoConnection::Result VelmoConnection::send(std::string_view head, std::string_view body) {
     iovec parts[2] = {{const_cast<char*>(head.data()), head.size()}, {const_cast<char*>(body.data()), body.size()}};
     msghdr message{};
     message.msg_iov = parts;
@@ -155,10 +177,12 @@ VelmoConnection::Result VelmoConnection::post(std::string_view body) {
             message.msg_iovlen = 1;
         }
     }
-    return readReply();
+    return Reply{};
 }
 
-VelmoConnection::Result VelmoConnection::readReply() {
+VelmoConnection::Result VelmoConnection::readReply(int timeoutMs) {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
     std::string received;
     std::optional<Head> head;
     std::size_t bodyStart = 0;
@@ -181,7 +205,14 @@ VelmoConnection::Result VelmoConnection::readReply() {
             received.erase(0, bodyStart);
             return Reply{head->status, std::move(received)};
         }
-        if (waitReadable(fd_, clientOut_) == WaitResult::clientGone) return fail(Error::clientGone, "the client has gone");
+        int waitMs = -1;
+        if (timeoutMs >= 0)
+            waitMs = int(std::max<std::int64_t>(0, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count()));
+        switch (waitReadable(fd_, clientOut_, waitMs)) {
+        case WaitResult::clientGone: return fail(Error::clientGone, "the client has gone");
+        case WaitResult::timedOut: return fail(Error::timedOut, "it did not answer in time");
+        case WaitResult::readable: break;
+        }
         char chunk[kReadSize];
         ssize_t count;
         do count = ::recv(fd_, chunk, sizeof chunk, 0);

@@ -1,8 +1,9 @@
 // The bridge's HTTP/1.1 client: one keep-alive connection to Velmo's MCP endpoint on
 // 127.0.0.1, carrying one JSON-RPC body at a time. It tells "nothing listens" apart from
-// "Velmo went away", because the bridge answers the two differently.
+// "Velmo went away" and from "that is not Velmo", because the bridge answers each differently.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,6 +23,8 @@ public:
             refused,     // nothing listens on the port
             lost,        // the connection broke before the whole answer came
             notHTTP,     // the answer is not an HTTP response this client understands
+            notVelmo,    // a program answers on the port, but not as Velmo does
+            timedOut,    // no whole answer within the time given
             clientGone,  // the client's output closed while waiting
             other,       // any other socket failure
         };
@@ -39,8 +42,10 @@ public:
     std::uint16_t port() const { return port_; }
     bool isOpen() const { return fd_ >= 0; }
 
-    // Connects if not connected. Fails with `refused` or `other`.
-    std::variant<std::monostate, Error> open();
+    // Connects if not connected, and asks GET /health whether Velmo is there, waiting at most
+    // `timeout` for the answer. A listener on its way out (a Velmo being killed still completes
+    // connections it will never serve) fails with `lost`; see Error for the other kinds.
+    std::variant<std::monostate, Error> open(std::chrono::milliseconds timeout);
     // True when an open connection has been closed by the other side (or carries bytes nobody
     // asked for) while idle: it cannot carry another request. Does not block.
     bool closedByPeer() const;
@@ -52,12 +57,17 @@ public:
 
 private:
     Result fail(Error::Kind kind, std::string detail);
-    Result readReply();
+    Result send(std::string_view head, std::string_view body);
+    // Reads one whole response; timeoutMs -1 waits as long as it takes.
+    Result readReply(int timeoutMs);
 
     std::uint16_t port_;
     int clientOut_;
     int fd_ = -1;
-    std::string head_;  // the request head before the length, built once
+    std::string host_;  // the Host header line, which Velmo checks
 };
+
+// At most 200 bytes of what another program sent, on one line, for a message to a person.
+std::string excerpt(std::string_view text);
 
 } // namespace velmo::bridge
