@@ -27,8 +27,8 @@ public:
 
     struct Options {
         std::uint16_t port = 7341;
-        std::string velmoPath;                   // started when nothing listens on the port
-        std::vector<std::string> velmoArguments;
+        std::string velmoPath{};                 // started when nothing listens on the port
+        std::vector<std::string> velmoArguments{};
         std::chrono::milliseconds startTimeout{10'000};  // also bounds waiting for one going away
         int clientOut = -1;                      // watched while an answer is awaited
     };
