@@ -17,6 +17,9 @@ using Clock = std::chrono::steady_clock;
 // Implementation-defined server errors of JSON-RPC start here.
 constexpr int kUnreachable = -32000;
 constexpr auto kRetryPeriod = std::chrono::milliseconds(20);
+// Velmo closes a connection idle for 60 s. One idle half that long is replaced before use, so a
+// request never meets a connection that Velmo is closing at that moment.
+constexpr auto kReuseFor = std::chrono::seconds(30);
 
 std::string compact(const json& value) { return value.dump(-1, ' ', false, json::error_handler_t::replace); }
 
@@ -59,9 +62,14 @@ std::optional<std::string> Bridge::answer(const LineReader::Line& line) {
 
     if (auto failure = reach()) return clientGone_ ? std::nullopt : fail(text, *failure);
     auto result = connection_.post(text);
-    if (auto* reply = std::get_if<VelmoConnection::Reply>(&result)) return relay(text, std::move(*reply));
+    if (auto* reply = std::get_if<VelmoConnection::Reply>(&result)) {
+        hadVelmo_ = true;
+        lastAnswer_ = Clock::now();
+        return relay(text, std::move(*reply));
+    }
 
     const auto& error = std::get<VelmoConnection::Error>(result);
+    hadVelmo_ = false;
     const std::string port = std::to_string(options_.port);
     switch (error.kind) {
     case VelmoConnection::Error::clientGone:
@@ -82,9 +90,9 @@ std::optional<std::string> Bridge::reach() {
     if (options_.port == 0)
         return "VELMO_MCP_PORT is 0, which lets Velmo choose any free port, so the bridge cannot know where to "
                "find it. Set VELMO_MCP_PORT to the port Velmo listens on (7341 unless you chose another).";
-    if (connection_.isOpen() && !connection_.closedByPeer()) return std::nullopt;
+    if (connection_.isOpen() && Clock::now() - lastAnswer_ < kReuseFor && !connection_.closedByPeer())
+        return std::nullopt;
 
-    const bool wasOpen = connection_.isOpen();
     connection_.close();
     const auto deadline = Clock::now() + options_.startTimeout;
     std::optional<pid_t> launched;
@@ -97,10 +105,12 @@ std::optional<std::string> Bridge::reach() {
         case VelmoConnection::Error::refused:
             // Velmo went away since the last answer: say so once, rather than start a fresh
             // Velmo on the demo song behind the client's back.
-            if (wasOpen)
-                return "Velmo on port " + port + " has stopped: the connection closed and nothing listens there "
-                       "now, so the song it held is gone unless it was saved. The next request starts Velmo "
-                       "again (VELMO_MCP_PORT sets the port).";
+            if (hadVelmo_) {
+                hadVelmo_ = false;
+                return "Velmo on port " + port + " has stopped since its last answer: nothing listens there now, "
+                       "so the song it held is gone unless it was saved. The next request starts Velmo again "
+                       "(VELMO_MCP_PORT sets the port).";
+            }
             if (!launched) {
                 if (auto failure = launch()) return failure;
                 launched = started_.back();

@@ -56,6 +56,9 @@ private:
     Log log_;
     VelmoConnection connection_;
     std::vector<pid_t> started_;  // not yet reaped
+    // Velmo answered since the last failure was reported: if it no longer listens, it has gone.
+    bool hadVelmo_ = false;
+    std::chrono::steady_clock::time_point lastAnswer_;
     bool clientGone_ = false;
 };
 
