@@ -5,8 +5,9 @@ BENCH_DIR  ?= build-bench
 FUZZ_DIR   ?= build-fuzz
 FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
+PREFIX     ?= /usr/local
 
-.PHONY: all deps configure build run test bench fuzz clean
+.PHONY: all deps configure build run test install package bench fuzz clean
 
 all: build
 
@@ -24,6 +25,18 @@ run: build
 
 test: build
 	@ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+# velmo, velmo-mcp, the desktop entry, the icon and the man pages under $(DESTDIR)$(PREFIX).
+# A configured build is only brought up to date, not configured again, so that `sudo make
+# install` after `make` does not rewrite the build as root.
+install:
+	@[ -f $(BUILD_DIR)/build.ninja ] || $(MAKE) --no-print-directory configure
+	@cmake --build $(BUILD_DIR) -j $(JOBS)
+	@DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) --prefix $(PREFIX) --strip
+
+# A Debian package of the same files under /usr: $(BUILD_DIR)/velmo_<version>_<arch>.deb.
+package: build
+	@cmake --build $(BUILD_DIR) --target package
 
 bench: deps
 	@cmake -S . -B $(BENCH_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELMO_TESTS=OFF -DVELMO_BENCH=ON

@@ -15,6 +15,8 @@ packages=(
   libasio-dev          # the MCP server's sockets (standalone, header-only)
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer
   libclang-rt-14-dev   # clang's sanitizer and libFuzzer runtimes, which `clang` does not pull in
+  desktop-file-utils   # the install test validates the desktop entry
+  dpkg-dev file        # `make package`: dpkg-shlibdeps computes the package's dependencies
 )
 # The interoperability test drives the server with the official MCP SDK from npm. Node may come
 # from elsewhere than Debian; install the Debian packages only when no node/npm is on the PATH.
