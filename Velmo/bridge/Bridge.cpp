@@ -196,6 +196,8 @@ std::optional<std::string> Bridge::fail(std::string_view text, const std::string
         auto error = errorFor(parsed, message);
         return error ? std::optional(compact(*error)) : std::nullopt;
     }
+    // An empty batch is itself an invalid request, answered by one error as Velmo answers it.
+    if (parsed.empty()) return compact(errorResponse(nullptr, kUnreachable, message));
     json errors = json::array();
     for (const json& element : parsed)
         if (auto error = errorFor(element, message)) errors.push_back(std::move(*error));

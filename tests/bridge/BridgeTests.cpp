@@ -85,8 +85,9 @@ TEST(Bridge, AnswersEveryRequestOfAMessageWhenVelmoCannotBeStarted) {
                                 {"jsonrpc":"2.0","id":2,"result":{}},7,{"jsonrpc":"2.0","id":3,"method":"x"}])"),
               json::array({error(1), error(nullptr), error(3)}));
     EXPECT_EQ(answer(bridge, R"({"jsonrpc":"2.0","method":"notifications/initialized"})"), std::nullopt);
-    EXPECT_EQ(answer(bridge, "[]"), std::nullopt);
-    EXPECT_EQ(logged.size(), 4u);
+    EXPECT_EQ(answer(bridge, "[]"), error(nullptr));
+    EXPECT_EQ(answer(bridge, R"([{"jsonrpc":"2.0","method":"n"}])"), std::nullopt);
+    EXPECT_EQ(logged.size(), 5u);
     EXPECT_EQ(logged[0], unreachable);
 
     Bridge anyPort({.port = 0, .velmoPath = "/nonexistent/velmo"}, [](const std::string&) {});
