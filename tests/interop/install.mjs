@@ -1,10 +1,11 @@
 // `make install` into a temporary folder, as a packager runs it: the files land where a desktop
 // expects them, the desktop entry is valid, both programs say their version, and the installed
-// velmo-mcp finds and starts the installed velmo beside it.
+// velmo-mcp finds and starts the installed velmo beside it. Then the Debian package of the same
+// build: the same files under /usr, and dependencies read from the linked libraries.
 // Usage: node install.mjs path/to/source path/to/build
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { existsSync, mkdtempSync, rmSync } from "node:fs";
+import { existsSync, mkdtempSync, readdirSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { freePort, rawBridge, stopVelmo, watchdog } from "./stdio.mjs";
@@ -35,5 +36,17 @@ bridge.child.stdin.end();
 assert.deepEqual(await bridge.exited, { code: 0, signal: null });
 await stopVelmo(velmo.pid, port);
 
+execFileSync("cpack", ["--config", join(build, "CPackConfig.cmake"), "-B", destination], { stdio: ["ignore", "ignore", "inherit"] });
+const [deb] = readdirSync(destination).filter((name) => name.endsWith(".deb"));
+assert.match(deb, /^velmo_\d+\.\d+\.\d+_\w+\.deb$/);
+const info = execFileSync("dpkg-deb", ["--info", join(destination, deb)], { encoding: "utf8" });
+const depends = info.match(/^ Depends: (.*)$/m)?.[1] ?? "";
+for (const library of ["libc6", "libstdc++6"]) {
+  assert.ok(depends.split(", ").some((entry) => entry.startsWith(`${library} (>= `)), `no ${library} in\n${info}`);
+}
+const contents = execFileSync("dpkg-deb", ["--contents", join(destination, deb)], { encoding: "utf8" });
+const packaged = contents.split("\n").filter((line) => line.startsWith("-")).map((line) => line.split(/\s+/).pop()).sort();
+assert.deepEqual(packaged, files.map((file) => `./usr/${file}`).sort());
+
 rmSync(destination, { recursive: true, force: true });
-console.log(`passed: ${files.length} files installed, the installed bridge started the installed velmo`);
+console.log(`passed: ${files.length} files installed, the installed bridge started the installed velmo; ${deb} depends on ${depends}`);
