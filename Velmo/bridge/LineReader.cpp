@@ -44,7 +44,8 @@ std::optional<LineReader::Line> LineReader::next() {
         }
         if (ended_ || !fill()) {
             ended_ = true;
-            if (dropped_ + scanned_ == 0) return std::nullopt;
+            // A client that has gone sends nothing more, and an unfinished line is no message.
+            if (clientGone_ || dropped_ + scanned_ == 0) return std::nullopt;
             buffer_.push_back('\n');  // the last line had no newline of its own
         }
     }
@@ -55,7 +56,10 @@ bool LineReader::fill() {
         buffer_.erase(0, start_);
         start_ = 0;
     }
-    if (waitReadable(fd_, clientOut_) == WaitResult::clientGone) return false;
+    if (waitReadable(fd_, clientOut_) == WaitResult::clientGone) {
+        clientGone_ = true;
+        return false;
+    }
     char chunk[kReadSize];
     ssize_t count;
     do count = ::read(fd_, chunk, sizeof chunk);

@@ -37,6 +37,7 @@ private:
     std::size_t scanned_ = 0;  // bytes after start_ known to hold no newline
     std::size_t dropped_ = 0;  // bytes of an overlong line already thrown away
     bool ended_ = false;
+    bool clientGone_ = false;
 };
 
 } // namespace velmo::bridge
