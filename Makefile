@@ -28,7 +28,7 @@ test: build
 
 # velmo, velmo-mcp, the desktop entry, the icon and the man pages under $(DESTDIR)$(PREFIX).
 # A configured build is only brought up to date, not configured again, so that `sudo make
-# install` after `make` does not rewrite the build as root.
+# install` after `make` builds nothing as root.
 install:
 	@[ -f $(BUILD_DIR)/build.ninja ] || $(MAKE) --no-print-directory configure
 	@cmake --build $(BUILD_DIR) -j $(JOBS)
