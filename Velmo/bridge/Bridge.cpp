@@ -165,10 +165,11 @@ std::optional<std::string> Bridge::launch() {
 
 void Bridge::awaitEndOfStarted() {
     // A Velmo this bridge started that no longer listens is on its way out; until its last
-    // socket closes, a new one could not take the port.
-    const auto deadline = Clock::now() + std::chrono::seconds(1);
-    while (std::erase_if(started_, [](pid_t pid) { return endOf(pid).has_value(); }), !started_.empty()) {
-        if (Clock::now() >= deadline) return;
+    // socket closes (milliseconds, more on a loaded machine), a new one could not take the port.
+    const auto deadline = Clock::now() + std::chrono::seconds(3);
+    for (;;) {
+        std::erase_if(started_, [](pid_t pid) { return endOf(pid).has_value(); });
+        if (started_.empty() || Clock::now() >= deadline) return;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 }
