@@ -2,17 +2,14 @@
 
 #include "engine/MixAnalysisJSON.h"
 #include "engine/OfflineRenderer.h"
+#include "base/RegularFile.h"
 #include "model/JSONReader.h"
 #include "model/ProjectJSON.h"
 
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -40,17 +37,18 @@ struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-Project readProject(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw FileError(path.string() + ": cannot open: " + std::strerror(errno));
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) throw FileError(path.string() + ": cannot read");
+// The project, after telling `err` what the reader should know about the file.
+Project readProject(const std::filesystem::path& path, std::FILE* err) {
+    ProjectFile file;
     try {
-        return decodeProjectFile(text.str());
-    } catch (const std::exception& e) {
+        file = readProjectFile(path);
+    } catch (const FileAccessError& e) {
+        throw FileError(path.string() + ": cannot open: " + e.what());
+    } catch (const DecodeError& e) {
         throw FileError(path.string() + ": not a Velmo project: " + e.what());
     }
+    for (const std::string& warning : file.warnings) std::fprintf(err, "velmo: %s: %s\n", path.c_str(), warning.c_str());
+    return std::move(file.project);
 }
 
 double number(std::string_view option, const char* text) {
@@ -74,7 +72,7 @@ std::filesystem::path defaultOutput(const std::filesystem::path& input) {
     return input.parent_path() / (name + ".wav");
 }
 
-int run(int argc, char** argv, std::FILE* out) {
+int run(int argc, char** argv, std::FILE* out, std::FILE* err) {
     const std::string_view command = argv[1];
     const bool render = command == "render";
     std::optional<std::filesystem::path> file, output;
@@ -97,7 +95,7 @@ int run(int argc, char** argv, std::FILE* out) {
     }
     if (!file) throw UsageError(std::string(command) + " needs a project FILE");
 
-    const Project project = readProject(*file);
+    const Project project = readProject(*file, err);
     const double from = start.value_or(0);
     const double to = end.value_or(project.renderEnd());
     nlohmann::json reply;
@@ -125,7 +123,7 @@ int runRenderCommand(int argc, char** argv, std::FILE* out, std::FILE* err) {
     const std::string_view command = argv[1];
     if (command != "render" && command != "analyze") return -1;
     try {
-        return run(argc, argv, out);
+        return run(argc, argv, out, err);
     } catch (const UsageError& e) {
         std::fprintf(err, "velmo %s: %s\n%s", argv[1], e.what(), usage);
         return 2;

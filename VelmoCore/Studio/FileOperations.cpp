@@ -1,86 +1,50 @@
 #include "Studio/Studio.h"
 
+#include "base/AtomicFile.h"
+#include "base/RegularFile.h"
 #include "model/ProjectJSON.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <sstream>
+#include <system_error>
 
 namespace velmo {
 
-namespace {
-
-std::string systemMessage(int error) { return std::strerror(error); }
-
-// Writes `text` to `path` through a temporary file in the same folder and a rename, so readers
-// see the old file or the new one and never a half-written one.
-void writeAtomically(const std::filesystem::path& path, const std::string& text) {
-    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
-    std::string pattern = (folder / ("." + path.filename().string() + ".tmp-XXXXXX")).string();
-    int fd = ::mkstemp(pattern.data());
-    if (fd < 0) throw StudioError("Could not save to " + path.string() + ": " + systemMessage(errno));
-
-    auto fail = [&](int error) {
-        ::close(fd);
-        ::unlink(pattern.c_str());
-        throw StudioError("Could not save to " + path.string() + ": " + systemMessage(error));
-    };
-    const char* data = text.data();
-    std::size_t left = text.size();
-    while (left > 0) {
-        ssize_t n = ::write(fd, data, left);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            fail(errno);
-        }
-        data += n;
-        left -= static_cast<std::size_t>(n);
-    }
-    if (::fchmod(fd, 0644) != 0 || ::fsync(fd) != 0) fail(errno);
-    if (::close(fd) != 0) {
-        int error = errno;
-        ::unlink(pattern.c_str());
-        throw StudioError("Could not save to " + path.string() + ": " + systemMessage(error));
-    }
-    if (::rename(pattern.c_str(), path.c_str()) != 0) {
-        int error = errno;
-        ::unlink(pattern.c_str());
-        throw StudioError("Could not save to " + path.string() + ": " + systemMessage(error));
-    }
+void Studio::refuseForeignFile(const std::filesystem::path& path, const std::string& kind,
+                               bool (*isKind)(const std::filesystem::path&)) {
+    std::error_code error;
+    // Links followed: what would be replaced is the file a link points to.
+    if (!std::filesystem::exists(path, error)) return;
+    if (!isKind(path))
+        throw StudioError("Will not replace " + path.string() + ": it is not " + kind + ". Choose another file name.");
 }
 
-Project readProjectFile(const std::filesystem::path& url) {
-    std::ifstream in(url, std::ios::binary);
-    if (!in) throw StudioError("Could not open " + url.string() + ": " + systemMessage(errno));
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) throw StudioError("Could not read " + url.string());
+void Studio::save(const std::filesystem::path& to) {
+    refuseForeignFile(to, "a Velmo project file", &isProjectFile);
+    // The rename goes into the file too, so that the file and the window agree on the name.
+    const bool named = project_.name == "Untitled" || project_.name == "Demo";
+    Project saved = project_;
+    if (named) saved.name = to.stem().string();  // only the last extension goes
     try {
-        return decodeProjectFile(text.str());
+        AtomicFile file(to);
+        file.write(encodeProjectFile(saved));
+        file.commit();
+    } catch (const std::system_error& e) {
+        throw StudioError("Could not save to " + to.string() + ": " + e.code().message());
+    }
+    fileURL_ = to;
+    if (named) mutate([&](Project& p) { p.name = saved.name; });
+}
+
+std::vector<std::string> Studio::open(const std::filesystem::path& url) {
+    ProjectFile file;
+    try {
+        file = readProjectFile(url);
+    } catch (const FileAccessError& e) {
+        throw StudioError("Could not open " + url.string() + ": " + e.what());
     } catch (const DecodeError& e) {
         throw StudioError("Could not open " + url.string() + ": " + e.what());
     }
-}
-
-} // namespace
-
-void Studio::save(const std::filesystem::path& to) {
-    writeAtomically(to, encodeProjectFile(project_));
-    fileURL_ = to;
-    if (project_.name == "Untitled" || project_.name == "Demo") {
-        const std::string named = to.stem().string();  // only the last extension goes
-        mutate([&](Project& p) { p.name = named; });
-    }
-}
-
-void Studio::open(const std::filesystem::path& url) {
-    Project opened = readProjectFile(url);
+    Project opened = std::move(file.project);
     postToEngine(EngineCommand::stop());  // the old song must not play on into the new one
     mutate([&](Project& p) { p = std::move(opened); });
     // Both flags follow the emptied stacks, also when the file equals the current project and
@@ -91,6 +55,7 @@ void Studio::open(const std::filesystem::path& url) {
     canRedo_ = false;
     fileURL_ = url;
     selectTopmost();
+    return std::move(file.warnings);
 }
 
 void Studio::newProject(std::string name, double tempo) {

@@ -1,6 +1,7 @@
 #include "Studio/MainQueue.h"
 #include "Studio/Studio.h"
 #include "engine/OfflineRenderer.h"
+#include "engine/WavWriter.h"
 
 #include <algorithm>
 #include <thread>
@@ -25,6 +26,7 @@ void Studio::analyze(double startBeat, std::optional<double> endBeat, MainQueue&
 
 void Studio::exportAudio(const std::filesystem::path& to, double startBeat, std::optional<double> endBeat,
                          double tail, MainQueue& mainQueue, RenderCompletion done) {
+    refuseForeignFile(to, "a WAV file", &isWavFile);
     render(startBeat, endBeat, tail, exportSampleRate, to, mainQueue, std::move(done));
 }
 

@@ -215,12 +215,14 @@ public:
 
     // ---- Files. The Studio has no default locations: callers choose them.
 
-    // Writes the project file atomically (a temporary file beside it, then a rename), so a failed
-    // save leaves any earlier file intact. A project still called "Untitled" or "Demo" then takes
-    // the file's name, as an undo step of its own.
+    // Writes the project file atomically (base/AtomicFile.h), so a failed save leaves any earlier
+    // file intact. An existing file is replaced only when it is a project file: anything else
+    // fails with a StudioError naming it. A project still called "Untitled" or "Demo" takes the
+    // file's name, in the file as in the window, as an undo step of its own.
     void save(const std::filesystem::path& to);
     // Reads and decodes the file; on any failure the Studio is untouched. Clears undo and redo.
-    void open(const std::filesystem::path& url);
+    // Returns what the reader should be told about the file (model/ProjectJSON.h), often nothing.
+    std::vector<std::string> open(const std::filesystem::path& url);
     // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
     void newProject(std::string name, double tempo);
 
@@ -233,8 +235,9 @@ public:
 
     // At 44.1 kHz with half a second of tail, to no file.
     void analyze(double startBeat, std::optional<double> endBeat, MainQueue& mainQueue, RenderCompletion done);
-    // A 24-bit 48 kHz stereo WAV file at `to` (replaced if it exists), with `tail` seconds after
-    // the end. (`export` in the design; that word is taken in C++.)
+    // A 24-bit 48 kHz stereo WAV file at `to`, with `tail` seconds after the end. An existing
+    // file is replaced, when the render is complete, only if it is a WAV file: anything else
+    // fails at once with a StudioError naming it. (`export` would be the name; C++ has the word.)
     void exportAudio(const std::filesystem::path& to, double startBeat, std::optional<double> endBeat, double tail,
                      MainQueue& mainQueue, RenderCompletion done);
     // Renders started and not yet delivered to the main queue.
@@ -256,6 +259,10 @@ private:
     void render(double startBeat, std::optional<double> endBeat, double tail, double sampleRate,
                 std::optional<std::filesystem::path> to, MainQueue& mainQueue, RenderCompletion done);
 
+    // Throws a StudioError when `path` holds a file that `isKind` (described as `kind`) does not
+    // recognise: an agent may name any path, and must not destroy a file that is not Velmo's.
+    static void refuseForeignFile(const std::filesystem::path& path, const std::string& kind,
+                                  bool (*isKind)(const std::filesystem::path&));
     // Selects the first track and the first clip of that track, each nothing if absent.
     void selectTopmost();
     ClipLocation clipLocationOf(std::string_view id) const;

@@ -38,11 +38,7 @@ MixAnalysis OfflineRenderer::render(const Project& project, double startBeat, do
     const std::int64_t totalFrames = musicFrames + tailFrames;
 
     std::optional<WavWriter> file;
-    if (path) {
-        std::error_code ignored; // a file that cannot be removed is left to the open to judge
-        std::filesystem::remove(*path, ignored);
-        file.emplace(*path, static_cast<std::uint32_t>(sampleRate));
-    }
+    if (path) file.emplace(*path, static_cast<std::uint32_t>(sampleRate));
 
     std::vector<float> left, right;
     try {

@@ -32,9 +32,9 @@ FrameSpan frameSpan(double startBeat, double endBeat, double tail, double tempo,
 
 // Renders `project` from `startBeat` to `endBeat` (the project loop is ignored), then `tail`
 // seconds more for releases, at `sampleRate`, within maxSeconds (see frameSpan). Notes sounding
-// at `endBeat` are released there. With `path`, an existing file there is replaced. Throws std::system_error when the file cannot
-// be opened or written (what was written stays), ParamError "Could not allocate render buffer."
-// when the buffer cannot be made. MIDI routes do not resolve: every track plays its own synth.
+// at `endBeat` are released there. With `path`, an existing file there is replaced once the
+// render is complete. Throws std::system_error when the file cannot be written (the path then
+// stays as it was), ParamError "Could not allocate render buffer." when the buffer cannot be made. MIDI routes do not resolve: every track plays its own synth.
 MixAnalysis render(const Project& project, double startBeat, double endBeat, double tail, double sampleRate,
                    const std::optional<std::filesystem::path>& path = std::nullopt);
 

@@ -1,5 +1,7 @@
 #include "engine/WavWriter.h"
 
+#include "base/RegularFile.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -24,6 +26,10 @@ void put32(unsigned char* p, std::uint32_t v) {
                             std::string(what) + " '" + path.string() + "'");
 }
 
+std::string_view bytes(const unsigned char* data, std::size_t size) {
+    return {reinterpret_cast<const char*>(data), size};
+}
+
 // RIFF sizes are 32-bit; a file beyond 4 GiB keeps the largest size the field can say.
 std::uint32_t clampSize(std::uint64_t v) {
     return v > 0xffffffffull ? 0xffffffffu : static_cast<std::uint32_t>(v);
@@ -39,8 +45,7 @@ std::int32_t WavWriter::toPCM24(float x) {
 }
 
 WavWriter::WavWriter(const std::filesystem::path& path, std::uint32_t sampleRate) : path_(path) {
-    file_ = std::fopen(path.c_str(), "wb");
-    if (!file_) fail(path, "Could not open", errno);
+    file_.emplace(path);
     unsigned char h[headerBytes];
     std::copy_n("RIFF", 4, h);
     put32(h + 4, 36);
@@ -55,21 +60,7 @@ WavWriter::WavWriter(const std::filesystem::path& path, std::uint32_t sampleRate
     put16(h + 34, 24);
     std::copy_n("data", 4, h + 36);
     put32(h + 40, 0);
-    if (std::fwrite(h, 1, headerBytes, file_) != headerBytes) {
-        int err = errno;
-        std::fclose(file_);
-        file_ = nullptr;
-        fail(path, "Could not write", err);
-    }
-}
-
-WavWriter::~WavWriter() {
-    try {
-        close();
-    } catch (...) {
-        // The destructor runs during unwinding from a write error; the first error is the one
-        // the caller sees.
-    }
+    file_->write(bytes(h, headerBytes));
 }
 
 void WavWriter::write(const float* left, const float* right, std::size_t frames) {
@@ -85,26 +76,29 @@ void WavWriter::write(const float* left, const float* right, std::size_t frames)
             p += 3;
         }
     }
-    if (std::fwrite(scratch_.data(), 1, scratch_.size(), file_) != scratch_.size()) fail(path_, "Could not write", errno);
+    file_->write(bytes(scratch_.data(), scratch_.size()));
     frames_ += frames;
 }
 
 void WavWriter::close() {
     if (!file_) return;
-    std::FILE* f = file_;
-    file_ = nullptr;
-    std::uint64_t dataBytes = frames_ * bytesPerFrame;
+    const std::uint64_t dataBytes = frames_ * bytesPerFrame;
     unsigned char riff[4], data[4];
     put32(riff, clampSize(36 + dataBytes));
     put32(data, clampSize(dataBytes));
-    bool ok = std::fseek(f, 4, SEEK_SET) == 0 && std::fwrite(riff, 1, 4, f) == 4 && std::fseek(f, 40, SEEK_SET) == 0 &&
-              std::fwrite(data, 1, 4, f) == 4;
-    int err = errno;
-    if (std::fclose(f) != 0 && ok) {
-        ok = false;
-        err = errno;
+    file_->writeAt(4, bytes(riff, 4));
+    file_->writeAt(40, bytes(data, 4));
+    file_->commit();
+    file_.reset();
+}
+
+bool isWavFile(const std::filesystem::path& path) {
+    try {
+        const std::string head = RegularFile(path).read(12);
+        return head.size() == 12 && (head.starts_with("RIFF") || head.starts_with("RF64")) && head.ends_with("WAVE");
+    } catch (const FileAccessError&) {
+        return false;
     }
-    if (!ok) fail(path_, "Could not finish", err);
 }
 
 } // namespace velmo

@@ -1,9 +1,11 @@
 // Strict reading of documents: every required key must be present with the right JSON type, and
 // the first failure throws a DecodeError that names the key and where it sits, e.g.
 //   Missing key "velocity" in tracks[0].patch.filter
-// Unknown keys are ignored. Integers accept only whole numbers.
+// Unknown keys are ignored. Integers accept only whole numbers. Text from the document is
+// quoted only as a short excerpt.
 #pragma once
 
+#include "base/TextExcerpt.h"
 #include "model/EnumTable.h"
 
 #include <nlohmann/json.hpp>
@@ -36,7 +38,7 @@ public:
     E enumeration(const char* key) const {
         auto text = string(key);
         if (auto value = fromString<E>(text)) return *value;
-        fail("Unknown value \"" + text + "\" for key \"" + key + "\"" + where() + "; expected one of: " + joinedNames<E>());
+        fail("Unknown value \"" + excerpt(text) + "\" for key \"" + key + "\"" + where() + "; expected one of: " + joinedNames<E>());
     }
 
     // A reader for element `index` of the array under `key`, which must be an object.

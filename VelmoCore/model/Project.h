@@ -124,6 +124,12 @@ struct Project {
     // their clip do not count.
     double songEnd() const;
 
+    // Makes every track, clip and effect id unique, and `nextId` larger than the number any id
+    // ends in, so that makeId cannot repeat one: a hand-edited file may break both. The first
+    // holder of an id (master chain first, then track by track) keeps it; later ones get new
+    // ids. Returns how many ids changed.
+    int repairIds();
+
     // Where a render without an end stops: the later of the song end and, if on, the loop end.
     double renderEnd() const { return std::max(songEnd(), loopEnabled ? loopEnd : 0.0); }
 

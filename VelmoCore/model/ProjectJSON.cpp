@@ -1,6 +1,10 @@
 #include "model/ProjectJSON.h"
 
+#include "base/RegularFile.h"
+#include "base/TextExcerpt.h"
 #include "model/SynthPatchJSON.h"
+
+#include <algorithm>
 
 namespace velmo {
 
@@ -15,7 +19,7 @@ EffectSlot decodeEffect(const JSONReader& r) {
     slot.enabled = r.boolean("enabled");
     JSONReader params = r.object("params");
     for (const auto& [key, value] : params.value().items())
-        slot.params[key] = JSONReader::numberValue(value, "Parameter \"" + key + "\" in " + params.path());
+        slot.params[key] = JSONReader::numberValue(value, "Parameter \"" + excerpt(key) + "\" in " + params.path());
     return slot;
 }
 
@@ -98,7 +102,7 @@ json toJSON(const Project& p) {
     return {{"name", p.name}, {"tempo", p.tempo}, {"beatsPerBar", p.beatsPerBar}, {"beatUnit", p.beatUnit},
             {"loopEnabled", p.loopEnabled}, {"loopStart", p.loopStart}, {"loopEnd", p.loopEnd},
             {"masterVolumeDb", p.masterVolumeDb}, {"masterEffects", encodeEffects(p.masterEffects)},
-            {"tracks", tracks}, {"nextId", p.nextId}};
+            {"tracks", tracks}, {"nextId", p.nextId}, {"version", kProjectFileVersion}};
 }
 
 Project projectFromJSON(const json& value) {
@@ -120,14 +124,78 @@ Project projectFromJSON(const json& value) {
 
 std::string encodeProjectFile(const Project& project) { return toJSON(project).dump(2) + "\n"; }
 
-Project decodeProjectFile(std::string_view text) {
-    json value;
+namespace {
+
+// Keys that every version of the file has had: what tells a project file from other JSON.
+constexpr const char* kSignatureKeys[] = {"name", "tempo", "tracks", "nextId"};
+
+// Where the parser stopped, as a line and column: enough to find the fault, and no quote of a
+// file that may be anything but a project.
+[[noreturn]] void failSyntax(std::string_view text, std::size_t byte) {
+    const std::string_view read = text.substr(0, std::min(byte > 0 ? byte - 1 : 0, text.size()));
+    const auto line = 1 + std::count(read.begin(), read.end(), '\n');
+    const std::size_t lineStart = read.rfind('\n');
+    const std::size_t column = read.size() - (lineStart == std::string_view::npos ? 0 : lineStart + 1) + 1;
+    throw DecodeError("Not valid JSON text (line " + std::to_string(line) + ", column " + std::to_string(column) + ")");
+}
+
+json parse(std::string_view text) {
     try {
-        value = json::parse(text.begin(), text.end());
+        return json::parse(text.begin(), text.end());
     } catch (const json::parse_error& e) {
-        throw DecodeError(std::string("Not valid JSON: ") + e.what());
+        failSyntax(text, e.byte);
     }
-    return projectFromJSON(value);
+}
+
+} // namespace
+
+ProjectFile decodeProjectFile(std::string_view text) {
+    const json value = parse(text);
+    int version = kProjectFileVersion;
+    if (value.is_object() && JSONReader(value, "").hasNonNull("version"))
+        version = JSONReader(value, "").integer("version");
+
+    ProjectFile file;
+    try {
+        file.project = projectFromJSON(value);
+    } catch (const DecodeError& e) {
+        if (version <= kProjectFileVersion) throw;
+        throw DecodeError(std::string(e.what()) + " (the file is from a newer Velmo: version " + std::to_string(version) + ")");
+    }
+    if (version > kProjectFileVersion)
+        file.warnings.push_back("This file was written by a newer Velmo (file version " + std::to_string(version) +
+                                "; this one reads version " + std::to_string(kProjectFileVersion) +
+                                "). Anything this version does not know was left out and is lost if you save over it.");
+    if (const int renamed = file.project.repairIds(); renamed > 0)
+        file.warnings.push_back("Ids in use twice were made unique: " + std::to_string(renamed) +
+                                (renamed == 1 ? " track, clip or effect has" : " tracks, clips or effects have") +
+                                " a new id.");
+    return file;
+}
+
+bool isProjectFileText(std::string_view text) {
+    const json value = json::parse(text.begin(), text.end(), nullptr, false);
+    if (!value.is_object()) return false;
+    return std::all_of(std::begin(kSignatureKeys), std::end(kSignatureKeys),
+                       [&](const char* key) { return value.contains(key); });
+}
+
+ProjectFile readProjectFile(const std::filesystem::path& path) {
+    RegularFile file(path);
+    if (file.size() > kMaxProjectFileBytes)
+        throw FileAccessError("the file is larger than " + std::to_string(kMaxProjectFileBytes >> 20) +
+                              " MiB, the most a project file may be");
+    // A file that grew since it was opened is cut at the limit, and then fails to decode.
+    return decodeProjectFile(file.read(kMaxProjectFileBytes));
+}
+
+bool isProjectFile(const std::filesystem::path& path) {
+    try {
+        RegularFile file(path);
+        return file.size() <= kMaxProjectFileBytes && isProjectFileText(file.read(kMaxProjectFileBytes));
+    } catch (const FileAccessError&) {
+        return false;
+    }
 }
 
 } // namespace velmo

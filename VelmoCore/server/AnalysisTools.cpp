@@ -48,18 +48,18 @@ Studio::RenderCompletion replyWith(Project snapshot, std::optional<std::string> 
 
 std::filesystem::path MCPTools::resolvePath(const std::optional<std::string>& path,
                                             const std::optional<std::filesystem::path>& fallback,
-                                            const std::string& ext) {
+                                            const std::string& ext, PathUse use) {
     if (path && !path->empty()) {
         std::string text = *path;
         if (text == "~" || text.starts_with("~/")) text = homeDirectory().string() + text.substr(1);
         std::filesystem::path location = std::filesystem::absolute(text).lexically_normal();
         if (!location.has_extension()) location += "." + ext;
-        createFolder(location.parent_path());
+        if (use == PathUse::write) createFolder(location.parent_path());
         return location;
     }
     if (fallback) return *fallback;
     const std::filesystem::path folder = homeDirectory() / "Music" / "Velmo";
-    createFolder(folder);
+    if (use == PathUse::write) createFolder(folder);
     std::string name = studio_.project().name;
     std::replace(name.begin(), name.end(), '/', '-');
     if (name.empty()) name = "Untitled";  // not a hidden file named only by its extension

@@ -1,6 +1,7 @@
 #include "server/MCPTools.h"
 
 #include "Studio/Studio.h"
+#include "base/TextExcerpt.h"
 #include "base/UserError.h"
 #include "model/Unicode.h"
 #include "server/ToolGroups.h"
@@ -175,18 +176,6 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
 
 namespace {
 
-// At most `limit` code points of UTF-8 text, then "…" when something was cut. Cutting between
-// code points keeps the log row valid UTF-8.
-std::string cutAt(const std::string& text, std::size_t limit) {
-    std::size_t points = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
-        if (points == limit) return text.substr(0, i) + "…";
-        ++points;
-    }
-    return text;
-}
-
 std::string printed(const json& value) {
     if (value.is_string()) return value.get<std::string>();
     // Replacement rather than failure: a log row is for reading, not for parsing.
@@ -215,7 +204,7 @@ std::string summarize(const json& arguments) {
             if (value.size() > 3) summary += ", …";
             summary += "}";
         } else {
-            summary += it.key() + ": " + cutAt(printed(value), 40);
+            summary += it.key() + ": " + excerpt(printed(value));
         }
     }
     return summary;

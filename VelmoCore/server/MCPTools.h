@@ -61,12 +61,17 @@ public:
     // parameter rows and the shared ones.
     static std::string describe(std::optional<EngineKind> engine);
 
+    // Whether a resolved path is to be written, and so needs its folder, or only read.
+    enum class PathUse { write, read };
+
     // A caller's file path as a location. A non-empty `path` has a leading "~" expanded, is made
-    // absolute, gets "." + `ext` when it has no extension, and has its folder created. Without
-    // one: `fallback` if given, else <name>.<ext> in ~/Music/Velmo/ (created), any "/" of the
-    // project name becoming "-". Throws StudioError when a folder cannot be created.
+    // absolute, gets "." + `ext` when it has no extension, and, for writing, has its folder
+    // created. Without one: `fallback` if given, else <name>.<ext> in ~/Music/Velmo/ (created for
+    // writing), any "/" of the project name becoming "-". Throws StudioError when a folder cannot
+    // be created.
     std::filesystem::path resolvePath(const std::optional<std::string>& path,
-                                      const std::optional<std::filesystem::path>& fallback, const std::string& ext);
+                                      const std::optional<std::filesystem::path>& fallback, const std::string& ext,
+                                      PathUse use = PathUse::write);
 
 private:
     Studio& studio_;

@@ -206,9 +206,15 @@ ToolDef openProjectTool(MCPTools& tools) {
         false,
         immediate([&tools = tools](const ToolArgs& arguments) -> ToolValue {
             Studio& studio = tools.studio();
+            // Counting a mistyped path as absent would open the default file over the song.
+            if (const json* path = arguments.value("path"); path && !path->is_string())
+                throw StudioError("'path' must be a string: the file to open.");
             // Without a path this is the default file of the current name, as a save would write it.
-            studio.open(tools.resolvePath(arguments.string("path"), std::nullopt, "velmo.json"));
-            return projectView(studio, false);
+            const std::vector<std::string> warnings =
+                studio.open(tools.resolvePath(arguments.string("path"), std::nullopt, "velmo.json", MCPTools::PathUse::read));
+            json view = projectView(studio, false);
+            if (!warnings.empty()) view["warnings"] = warnings;
+            return view;
         }),
     };
 }

@@ -7,7 +7,10 @@
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
+#include <sys/resource.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include <filesystem>
 #include <fstream>
@@ -133,7 +136,12 @@ TEST(WavWriter, SamplesReadBackExactlyAndClipInsteadOfWrapping) {
     }
     std::filesystem::remove(path);
 
-    { WavWriter empty(path, 48000); } // the destructor closes and patches the header
+    { WavWriter abandoned(path, 48000); } // a render that never finishes leaves no file
+    EXPECT_FALSE(std::filesystem::exists(path));
+    {
+        WavWriter empty(path, 48000);
+        empty.close();
+    }
     EXPECT_EQ(readBack(path).info.frames, 0);
     std::filesystem::remove(path);
     auto bad = tempPath("no-such-dir") / "x.wav";
@@ -144,6 +152,32 @@ TEST(WavWriter, SamplesReadBackExactlyAndClipInsteadOfWrapping) {
         EXPECT_NE(std::string(e.what()).find(bad.string()), std::string::npos) << e.what();
     }
     EXPECT_THROW(OfflineRenderer::render(songOf(1, {}), 0, 1, 0, 48000, bad), std::system_error);
+}
+
+TEST(OfflineRenderer, AFailedExportLeavesTheOldFileAndNoOther) {
+    namespace fs = std::filesystem;
+    const fs::path folder = tempPath("full-disk");
+    fs::create_directories(folder);
+    const fs::path mix = folder / "mix.wav";
+    const Project song = songOf(16, {{60, 0, 16, 1}});
+    OfflineRenderer::render(song, 0, 1, 0, 48000, mix); // an earlier export: 0.5 s
+    const auto before = fs::file_size(mix);
+
+    // A disk that fills up: no file may grow past 1 MiB, which a 4 s render would.
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = saved;
+    small.rlim_cur = 1 << 20;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    EXPECT_THROW(OfflineRenderer::render(song, 0, 8, 0, 48000, mix), std::system_error);
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, oldHandler);
+
+    EXPECT_EQ(fs::file_size(mix), before);
+    EXPECT_EQ(readBack(mix).info.frames, 24000);
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1) << "no partial file";
+    fs::remove_all(folder);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ Project richProject() {
 TEST(ProjectFile, RoundTripsEveryField) {
     Project p = richProject();
     std::string text = encodeProjectFile(p);
-    Project back = decodeProjectFile(text);
+    Project back = decodeProjectFile(text).project;
     EXPECT_EQ(back, p);
     EXPECT_EQ(encodeProjectFile(back), text) << "saving an unchanged project gives identical bytes";
 }
@@ -59,7 +59,7 @@ TEST(ProjectFile, WritesSortedPrettyKeysAndOmitsAbsentRoutes) {
 Project decodeEdited(const std::function<void(json&)>& edit) {
     json doc = toJSON(richProject());
     edit(doc);
-    return decodeProjectFile(doc.dump());
+    return decodeProjectFile(doc.dump()).project;
 }
 
 std::string decodeError(const std::function<void(json&)>& edit) {
@@ -98,8 +98,65 @@ TEST(ProjectFile, RejectsWithTheOffendingKeyAndPlace) {
               "Parameter \"time\" in tracks[0].effects[0].params must be a number, found a string");
     EXPECT_EQ(decodeError([](json& d) { d = json::array(); }), "Expected an object at the top level, found an array");
 
-    EXPECT_THROW(decodeProjectFile("{\"name\": "), DecodeError);
-    EXPECT_THROW(decodeProjectFile(""), DecodeError);
+    // Text from the file is quoted only in short excerpts, and not at all when it is not JSON.
+    EXPECT_EQ(decodeError([](json& d) { d["masterEffects"][0]["kind"] = std::string(100, 'k'); }),
+              "Unknown value \"" + std::string(40, 'k') + "…\" for key \"kind\" in masterEffects[0]; expected one of: "
+              "drive, bitcrush, chorus, phaser, delay, reverb, eq, compressor, autofilter");
+    for (const auto& [text, message] : std::vector<std::pair<std::string, std::string>>{
+             {"{\"name\": ", "Not valid JSON text (line 1, column 10)"},
+             {"", "Not valid JSON text (line 1, column 1)"},
+             {"user=root\npassword=hunter2 and more secrets\n", "Not valid JSON text (line 1, column 1)"},
+             {"{\n  \"name\": \"ok\",\n  \"tempo\": \"\xff\xfe secret\"}", "Not valid JSON text (line 3, column 13)"}}) {
+        try {
+            decodeProjectFile(text);
+            ADD_FAILURE() << "decoded: " << text;
+        } catch (const DecodeError& e) {
+            EXPECT_EQ(std::string(e.what()), message) << text;
+        }
+    }
+}
+
+TEST(ProjectFile, CarriesAVersionAndRepairsIds) {
+    EXPECT_EQ(json::parse(encodeProjectFile(richProject()))["version"], 1);
+
+    // richProject's ids: fx1 (master), t2, fx3, c4, t5; nextId 6.
+    struct Case {
+        std::function<void(json&)> edit;
+        std::vector<std::string> warnings;
+        std::function<void(Project&)> expected;  // applied to richProject()
+    };
+    const std::string newer = "This file was written by a newer Velmo (file version 2; this one reads version 1). "
+                              "Anything this version does not know was left out and is lost if you save over it.";
+    const std::vector<Case> cases{
+        {[](json& d) { d.erase("version"); }, {}, [](Project&) {}},
+        {[](json& d) { d["version"] = 2; d["futureKey"] = {1, 2}; }, {newer}, [](Project&) {}},
+        {[](json& d) { d["nextId"] = -3; }, {}, [](Project&) {}},
+        {[](json& d) { d["tracks"][1]["id"] = "t2"; d["tracks"][0]["clips"][0]["id"] = "fx1"; d["nextId"] = 9; },
+         {"Ids in use twice were made unique: 2 tracks, clips or effects have a new id."},
+         [](Project& p) {
+             p.tracks.mut(0).clips.mut(0).id = "c9";
+             p.tracks.mut(1).id = "t10";
+             p.nextId = 11;
+         }},
+        {[](json& d) { d["tracks"][0]["effects"][0]["id"] = "t99"; d["tracks"][1]["id"] = "t99"; },
+         {"Ids in use twice were made unique: 1 track, clip or effect has a new id."},
+         [](Project& p) {
+             p.tracks.mut(0).effects.mut(0).id = "t99";
+             p.tracks.mut(1).id = "t100";
+             p.nextId = 101;
+         }},
+    };
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        json doc = toJSON(richProject());
+        cases[i].edit(doc);
+        ProjectFile file = decodeProjectFile(doc.dump());
+        Project expected = richProject();
+        cases[i].expected(expected);
+        EXPECT_EQ(file.project, expected) << "case " << i;
+        EXPECT_EQ(file.warnings, cases[i].warnings) << "case " << i;
+    }
+    EXPECT_EQ(decodeError([](json& d) { d["version"] = 3; d.erase("loopEnd"); }),
+              "Missing key \"loopEnd\" at the top level (the file is from a newer Velmo: version 3)");
 }
 
 TEST(ProjectFile, AcceptsWhatIsOnlyUnusual) {
@@ -120,13 +177,11 @@ TEST(ProjectFile, AcceptsWhatIsOnlyUnusual) {
     EXPECT_EQ(extra, richProject());
     EXPECT_EQ(encodeProjectFile(extra).find("slope"), std::string::npos);
 
-    // Nothing is repaired: odd values stand as written, lists at their length.
+    // Odd values stand as written, lists at their length.
     Project odd = decodeEdited([](json& d) {
-        d["nextId"] = 1;
         d["tracks"][0]["clips"][0]["notes"][0]["velocity"] = 7.5;
         d["tracks"][0]["patch"]["mod"] = json::array();
     });
-    EXPECT_EQ(odd.nextId, 1);
     EXPECT_EQ(odd.tracks[0].clips[0].notes[0].velocity, 7.5);
     EXPECT_TRUE(odd.tracks[0].patch.mod.empty());
 }

@@ -120,6 +120,10 @@ TEST_F(AnalysisTools, ExportAudioWritesWhereItIsTold) {
     EXPECT_NE(message.find(home.string() + "/taken.wav"), std::string::npos) << message;
     std::ofstream(home / "plain") << "x";
     fails("export_audio", {{"path", "~/plain/x.wav"}}, "Could not create folder " + (home / "plain").string() + ": Not a directory");
+    std::ofstream(home / "notes.txt") << "dear diary";
+    fails("export_audio", {{"path", "~/notes.txt"}},
+          "Will not replace " + (home / "notes.txt").string() + ": it is not a WAV file. Choose another file name.");
+    EXPECT_EQ(magic(home / "notes.txt"), "dear");
     EXPECT_EQ(studio.activity().back().ok, false);
     EXPECT_FALSE(studio.canUndo()) << "exporting is no edit";
 }

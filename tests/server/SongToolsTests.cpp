@@ -2,6 +2,7 @@
 // result keys, the resolvers' messages, the silent corrections of set_song and transport, and
 // project files written to and read from a temporary folder.
 #include "ToolTestSupport.h"
+#include "model/ProjectJSON.h"
 
 #include <fstream>
 
@@ -152,4 +153,22 @@ TEST_F(SongTools, SaveAndOpenRoundTripThroughFiles) {
     // A folder that cannot be made: a plain file stands in its way.
     std::ofstream(home / "plain") << "x";
     fails("save_project", {{"path", "~/plain/song"}}, "Could not create folder " + (home / "plain").string() + ": Not a directory");
+
+    // A file that is not Velmo's is never saved over; a path that is no text opens nothing.
+    std::ofstream(home / "notes.txt") << "dear diary";
+    fails("save_project", {{"path", "~/notes.txt"}},
+          "Will not replace " + (home / "notes.txt").string() + ": it is not a Velmo project file. Choose another file name.");
+    for (const json& path : {json(5), json::array({"~/songs/deep/tune"}), json(nullptr)})
+        fails("open_project", {{"path", path}}, "'path' must be a string: the file to open.");
+    EXPECT_TRUE(failure("open_project", {{"path", "~/nowhere/deep/song"}}).starts_with("Error: Could not open"));
+    EXPECT_FALSE(fs::exists(home / "nowhere")) << "reading creates no folders";
+
+    // A file from a newer Velmo opens with a warning.
+    json newer = json::parse(encodeProjectFile(Studio::demoProject()));
+    newer["version"] = 7;
+    std::ofstream(home / "newer.velmo.json") << newer.dump();
+    const json warned = result("open_project", {{"path", "~/newer"}});
+    ASSERT_EQ(warned["warnings"].size(), 1u);
+    EXPECT_TRUE(warned["warnings"][0].get<std::string>().starts_with("This file was written by a newer Velmo (file version 7"));
+    EXPECT_FALSE(opened.contains("warnings")) << "a current file opens without any";
 }
