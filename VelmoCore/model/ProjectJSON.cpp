@@ -144,6 +144,9 @@ json parse(std::string_view text) {
         return json::parse(text.begin(), text.end());
     } catch (const json::parse_error& e) {
         failSyntax(text, e.byte);
+    } catch (const json::exception&) {
+        // The parser's one other complaint: a number past the range of a double.
+        throw DecodeError("Not valid JSON text: a number is too large");
     }
 }
 

@@ -105,6 +105,7 @@ TEST(ProjectFile, RejectsWithTheOffendingKeyAndPlace) {
     for (const auto& [text, message] : std::vector<std::pair<std::string, std::string>>{
              {"{\"name\": ", "Not valid JSON text (line 1, column 10)"},
              {"", "Not valid JSON text (line 1, column 1)"},
+             {"{\"tempo\": 1e400}", "Not valid JSON text: a number is too large"},
              {"user=root\npassword=hunter2 and more secrets\n", "Not valid JSON text (line 1, column 1)"},
              {"{\n  \"name\": \"ok\",\n  \"tempo\": \"\xff\xfe secret\"}", "Not valid JSON text (line 3, column 13)"}}) {
         try {
