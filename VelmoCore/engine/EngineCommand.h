@@ -1,5 +1,5 @@
 // The commands by which the control side steers the audio core. They travel through the core's
-// locked command list and are carried out at the start of a later render callback, in order.
+// command queue and are carried out at the start of a later render callback, in order.
 #pragma once
 
 #include "engine/CompiledProject.h"
@@ -13,8 +13,9 @@ namespace velmo {
 
 class MIDISender;
 
-// Made on the control side, carried out on the audio thread. A command's payload is only
-// destroyed on the audio thread for `load` (the previous project) and `attachMIDI`.
+// Made on the control side, carried out on the audio thread, and destroyed on the control side
+// again with whatever it carries back (the project a load replaced, the writer `attachMIDI`
+// replaced).
 struct EngineCommand {
     struct Load {
         std::shared_ptr<const CompiledProject> project;

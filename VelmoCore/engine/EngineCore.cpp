@@ -24,18 +24,36 @@ EngineCore::EngineCore(double sampleRate)
       limiter_(sampleRate),
       anBands_(makeAnalysisBands(sampleRate)) {
     auditions_.reserve(auditionCapacity);
-    commands_.reserve(64);
-    draining_.reserve(64);
-    // Track processors are made on the audio thread when a load brings a new track; their voices
-    // must find the wavetable bank built, not build it (milliseconds) in the middle of a block.
+    // A voice that starts on the audio thread must find the wavetable bank built, not build it
+    // (milliseconds) in the middle of a block.
     WavetableBank::prepare();
 }
 
-EngineCore::~EngineCore() = default;
+EngineCore::~EngineCore() {
+    if (unpublished_) queue_.retire(unpublished_);
+}
 
 void EngineCore::send(EngineCommand command) {
-    std::lock_guard lock(commandsLock_);
-    commands_.push_back(std::move(command));
+    auto item = std::make_unique<CommandQueue::Item>();
+    {
+        std::lock_guard lock(sendLock_);
+        if (auto* load = std::get_if<EngineCommand::Load>(&command.payload); load && load->project) {
+            item->load = PreparedLoad::make(load->project, sentProject_.get(), sampleRate_);
+            sentProject_ = load->project;
+        }
+        item->command = std::move(command);
+        queue_.push(std::move(item));
+    }
+    releaseRetired();
+}
+
+void EngineCore::releaseRetired() { queue_.freeRetired(); }
+
+void EngineCore::handle(EngineCommand command) {
+    send(std::move(command));
+    drainCommands();
+    publishStatus();
+    releaseRetired();
 }
 
 EngineStatus EngineCore::status() const {
@@ -44,8 +62,10 @@ EngineStatus EngineCore::status() const {
 }
 
 TrackProcessor* EngineCore::track(const std::string& id) const {
-    auto it = trackMap_.find(id);
-    return it == trackMap_.end() ? nullptr : it->second;
+    // A walk, not a map: a map would have to be built on the audio thread at every load.
+    for (const auto& t : tracks_)
+        if (t->id() == id) return t.get();
+    return nullptr;
 }
 
 void EngineCore::setSenderTime(std::uint64_t hostTime, double offsetSeconds) {
@@ -118,24 +138,29 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
 }
 
 void EngineCore::drainCommands() {
-    {
-        std::unique_lock lock(commandsLock_, std::try_to_lock);
-        if (!lock.owns_lock()) return; // the commands wait for the next callback
-        // Swapping keeps both lists' capacity, so neither side allocates in the steady state.
-        draining_.swap(commands_);
+    for (CommandQueue::Item* item = queue_.takeAll(); item;) {
+        CommandQueue::Item* next = item->next; // retiring relinks the item
+        if (execute(*item)) queue_.retire(item);
+        item = next;
     }
-    for (EngineCommand& command : draining_) handle(std::move(command));
-    draining_.clear();
 }
 
 void EngineCore::publishStatus() {
     std::unique_lock lock(statusLock_, std::try_to_lock);
-    if (!lock.owns_lock()) return;
+    if (!lock.owns_lock()) return; // the control side is copying: skip this round
     status_.playing = playing_;
     status_.beat = beat_;
     status_.masterPeak = masterPeak_;
     for (std::size_t i = 0; i < scopeSize; ++i) status_.scope[i] = scopeRing_[(scopeW_ + i) % scopeSize];
-    // A load between the last apply and now may have changed the list: then skip a round.
+    if (unpublished_) {
+        // The lists were built with the load; the old ones leave with it. Peaks read zeros until
+        // the next round.
+        status_.trackIDs.swap(unpublished_->load->trackIDs);
+        status_.trackPeaks.swap(unpublished_->load->trackPeaks);
+        queue_.retire(unpublished_);
+        unpublished_ = nullptr;
+        return;
+    }
     if (status_.trackPeaks.size() == tracks_.size())
         for (std::size_t i = 0; i < tracks_.size(); ++i) status_.trackPeaks[i] = tracks_[i]->peak();
 }
@@ -173,8 +198,7 @@ void EngineCore::processAuditions(int n, const RenderContext& ctx) {
                 ++i;
                 continue;
             }
-            TrackProcessor* t = track(a.track);
-            a.tag = t ? t->noteOn(a.pitch, a.velocity, ctx) : -1;
+            a.tag = a.track ? a.track->noteOn(a.pitch, a.velocity, ctx) : -1;
             a.durSamples += a.startIn;
         }
         a.durSamples -= n;
@@ -182,8 +206,7 @@ void EngineCore::processAuditions(int n, const RenderContext& ctx) {
             ++i;
             continue;
         }
-        if (a.tag >= 1)
-            if (TrackProcessor* t = track(a.track)) t->noteOff(a.tag);
+        if (a.tag >= 1 && a.track) a.track->noteOff(a.tag);
         auditions_.erase(auditions_.begin() + static_cast<std::ptrdiff_t>(i));
     }
 }
@@ -195,12 +218,19 @@ void EngineCore::seekTracks() {
     }
 }
 
-void EngineCore::handle(EngineCommand command) {
+bool EngineCore::execute(CommandQueue::Item& item) {
+    bool keep = false;
     std::visit(
-        [this](auto& c) {
+        [&](auto& c) {
             using C = std::decay_t<decltype(c)>;
             if constexpr (std::is_same_v<C, EngineCommand::Load>) {
-                if (c.project) apply(std::move(c.project));
+                if (!item.load) return;
+                apply(*item.load);
+                // The load stays until its track list is published; one that never was is
+                // superseded by this one.
+                if (unpublished_) queue_.retire(unpublished_);
+                unpublished_ = &item;
+                keep = true;
             } else if constexpr (std::is_same_v<C, EngineCommand::Seek>) {
                 beat_ = std::max(c.beat, 0.0);
                 seekTracks(); // voices of live keys are left alone
@@ -209,15 +239,16 @@ void EngineCore::handle(EngineCommand command) {
             } else if constexpr (std::is_same_v<C, EngineCommand::NoteOff>) {
                 if (TrackProcessor* t = track(c.track)) t->noteOffPitch(c.pitch);
             } else if constexpr (std::is_same_v<C, EngineCommand::Audition>) {
+                TrackProcessor* t = track(c.track);
                 for (const auto& note : c.notes) {
                     // The list has room for auditionCapacity notes; growing it here would
                     // allocate on the audio thread, so notes beyond the room are dropped.
                     if (auditions_.size() == auditionCapacity) break;
-                    auditions_.push_back({c.track, static_cast<std::int64_t>(sampleRate_ * note.offset), note.pitch,
+                    auditions_.push_back({t, static_cast<std::int64_t>(sampleRate_ * note.offset), note.pitch,
                                           note.velocity, static_cast<std::int64_t>(sampleRate_ * note.duration), 0});
                 }
             } else if constexpr (std::is_same_v<C, EngineCommand::AttachMIDI>) {
-                midiSender_ = std::move(c.sender);
+                std::swap(midiSender_, c.sender); // the previous writer leaves with the command
                 outputLatency_ = c.latency;
                 for (auto& t : tracks_) t->setMIDISender(midiSender_.get());
             } else if constexpr (std::is_same_v<C, EngineCommand::Play>) {
@@ -235,45 +266,42 @@ void EngineCore::handle(EngineCommand command) {
                 }
             }
         },
-        command.payload);
+        item.command.payload);
+    return !keep;
 }
 
-void EngineCore::apply(std::shared_ptr<const CompiledProject> project) {
-    project_ = std::move(project);
+void EngineCore::apply(PreparedLoad& load) {
+    // The load takes the previous project away with it, so nothing is freed here.
+    std::swap(project_, load.project);
     tempo_ = project_->tempo;
     masterGain_ = project_->masterGain; // not ramped: steps at the block boundary
     const RenderContext ctx = context();
 
-    std::map<std::string, std::unique_ptr<TrackProcessor>, std::less<>> old;
-    for (auto& t : tracks_) old.emplace(t->id(), std::move(t));
-    std::vector<std::unique_ptr<TrackProcessor>> next;
-    std::map<std::string, TrackProcessor*, std::less<>> nextMap;
-    next.reserve(project_->tracks.size());
-    std::vector<std::string> ids;
-    ids.reserve(project_->tracks.size());
-    for (const CompiledTrack& ct : project_->tracks) {
-        std::unique_ptr<TrackProcessor> proc;
-        if (auto it = old.find(ct.id); it != old.end() && it->second) proc = std::move(it->second);
-        if (!proc) proc = std::make_unique<TrackProcessor>(ct.id, ct.patch);
-        proc->setMIDISender(midiSender_.get());
+    std::vector<std::unique_ptr<TrackProcessor>>& next = load.tracks;
+    for (std::size_t i = 0; i < next.size(); ++i) {
+        const CompiledTrack& ct = project_->tracks[i];
+        if (!next[i]) {
+            for (auto& running : tracks_) {
+                if (running && running->id() == ct.id) {
+                    next[i] = std::move(running);
+                    break;
+                }
+            }
+        }
+        assert(next[i] && "a load is prepared for the tracks the core will be running");
+        next[i]->setMIDISender(midiSender_.get());
         // The track shares the project's lifetime, so the processor keeps the whole project alive.
-        proc->load(std::shared_ptr<const CompiledTrack>(project_, &ct), ctx, beat_);
-        nextMap.emplace(ct.id, proc.get());
-        ids.push_back(ct.id);
-        next.push_back(std::move(proc));
+        next[i]->load(std::shared_ptr<const CompiledTrack>(project_, &ct), load.trackEffects[i], ctx, beat_);
     }
-    // A deleted track stops at once, and no MIDI note of it hangs.
-    for (auto& [id, proc] : old)
-        if (proc) proc->flushMIDI(false);
-    old.clear();
-    tracks_ = std::move(next);
-    trackMap_ = std::move(nextMap);
-    masterFX_.load(project_->masterEffects, sampleRate_, ctx);
-
-    // The one wait of the audio thread: once per edit, for a few assignments.
-    std::lock_guard lock(statusLock_);
-    status_.trackIDs = std::move(ids);
-    status_.trackPeaks.assign(tracks_.size(), 0.0f);
+    // A deleted track stops at once, and no MIDI note of it hangs; its auditions fall silent.
+    for (auto& dropped : tracks_) {
+        if (!dropped) continue;
+        dropped->flushMIDI(false);
+        for (AuditionEntry& a : auditions_)
+            if (a.track == dropped.get()) a.track = nullptr;
+    }
+    tracks_.swap(next); // the dropped processors leave with the load
+    masterFX_.swapIn(load.masterEffects, project_->masterEffects, ctx);
 }
 
 void EngineCore::resetAnalysis() {

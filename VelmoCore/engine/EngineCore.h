@@ -1,11 +1,13 @@
 // The real-time heart: one entry point, `render`, that fills two float buffers with the next
 // frames of the song. The device callback and the offline renderer both call it, so what is
 // heard and what is exported come from one code path. The control side reaches it only through
-// the command list (`send`) and the published status (`status`), each behind a short lock that
-// the audio thread only ever tries.
+// the command queue (`send`), which needs no lock, and the published status (`status`), behind a
+// short lock that the audio thread only ever tries. The audio thread never waits, allocates or
+// frees: a load is built on the control side, and what the audio thread lets go returns there.
 #pragma once
 
 #include "effects/EffectChain.h"
+#include "engine/CommandQueue.h"
 #include "engine/CompiledProject.h"
 #include "engine/EngineCommand.h"
 #include "engine/EngineStatus.h"
@@ -17,7 +19,6 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -27,15 +28,16 @@ namespace velmo {
 
 class MIDISender;
 
-// Audio thread only, except `send` and `status`, which the control side calls. The offline
-// renderer, which owns a private core, calls `handle`, `resetAnalysis` and `analysisResult`
-// directly on its own thread.
+// Audio thread only (the one thread that renders it), except `send`, `status` and
+// `releaseRetired`, which the control side calls. The offline renderer, which owns a private core,
+// calls `handle`, `resetAnalysis` and `analysisResult` directly on its own thread.
 class EngineCore {
 public:
     static constexpr int blockFrames = 32;          // the control period of the whole engine
     static constexpr std::size_t scopeSize = EngineStatus::scopeSize;
     static constexpr double meterDecay = 0.995;     // per block
     static constexpr std::size_t auditionCapacity = 256;
+    static constexpr double hostTicksPerSecond = 1e9; // host time is steady_clock nanoseconds
 
     // Builds everything for a fixed `sampleRate`; nothing plays until a project is loaded.
     explicit EngineCore(double sampleRate);
@@ -43,18 +45,24 @@ public:
     EngineCore(const EngineCore&) = delete;
     EngineCore& operator=(const EngineCore&) = delete;
 
-    // Control side. Appends under the command lock; waits at most for another append or the
-    // audio thread's swap. Takes effect at the next callback.
+    // Control side. Queues the command for the next callback; for a load, first builds
+    // everything applying it needs. Then frees what the audio thread has let go. Waits only for
+    // another control-side sender.
     void send(EngineCommand command);
     // Control side. A copy of the last published snapshot.
     EngineStatus status() const;
+    // Control side. Frees what the audio thread has let go (replaced projects, processors of
+    // deleted tracks, carried-out commands). `send` does it too; a status poll calls it so that
+    // nothing lingers between edits.
+    void releaseRetired();
 
     // Audio thread. Writes `frames` floats to each buffer. `hostTime` is the host clock time of
-    // the buffer in nanoseconds, or 0 when no device is involved. Never waits on a lock (except
-    // once when a command applies a project), never throws, allocates only to apply a project.
+    // the buffer in nanoseconds, or 0 when no device is involved. Carries out the queued commands
+    // first. Never waits on a lock, never throws, never allocates or frees.
     void render(int frames, float* left, float* right, std::uint64_t hostTime);
 
-    // Carries out one command at once. Audio thread, or the owner of a private core.
+    // For the owner of a private core, which is both its control side and its audio thread:
+    // carries out everything sent so far and then `command`, at once, and publishes the status.
     void handle(EngineCommand command);
 
     void resetAnalysis();
@@ -76,7 +84,9 @@ private:
     friend struct EngineCoreLockProbe;
 
     struct AuditionEntry {
-        std::string track;
+        // Found when the audition arrives, so that no text is copied on the audio thread; none
+        // when the track is unknown or has been deleted since.
+        TrackProcessor* track;
         std::int64_t startIn;    // frames until it starts
         int pitch;
         double velocity;
@@ -85,7 +95,10 @@ private:
     };
 
     void drainCommands();
-    void apply(std::shared_ptr<const CompiledProject> project);
+    // Carries out one command. False when the core keeps the item for now (a load whose track
+    // list is not yet published); otherwise the caller retires it.
+    bool execute(CommandQueue::Item& item);
+    void apply(PreparedLoad& load);
     void advanceSequencer(int n, const RenderContext& ctx, double beatsPerSample);
     void processAuditions(int n, const RenderContext& ctx);
     void publishStatus();
@@ -96,7 +109,6 @@ private:
     const double sampleRate_;
     std::shared_ptr<const CompiledProject> project_;
     std::vector<std::unique_ptr<TrackProcessor>> tracks_;
-    std::map<std::string, TrackProcessor*, std::less<>> trackMap_;
     EffectChain masterFX_;
     bool playing_ = false;
     double beat_ = 0;
@@ -105,11 +117,15 @@ private:
     Limiter limiter_;
     std::vector<AuditionEntry> auditions_;
 
-    mutable std::mutex commandsLock_;
-    std::vector<EngineCommand> commands_;  // guarded by commandsLock_
-    std::vector<EngineCommand> draining_;  // audio thread: the list swapped out of commands_
+    CommandQueue queue_;
+    std::mutex sendLock_; // control side: preparing a load and queueing it are one step
+    // Control side, under sendLock_: the project of the last load sent, which the audio thread
+    // will be playing by the time it reaches the next one.
+    std::shared_ptr<const CompiledProject> sentProject_;
+    // Audio thread: the last applied load, kept until its track list is published.
+    CommandQueue::Item* unpublished_ = nullptr;
     mutable std::mutex statusLock_;
-    EngineStatus status_;                  // guarded by statusLock_
+    EngineStatus status_; // guarded by statusLock_
 
     std::array<float, blockFrames> busL_{};
     std::array<float, blockFrames> busR_{};
@@ -128,7 +144,6 @@ private:
 
     std::shared_ptr<MIDISender> midiSender_;
     double outputLatency_ = 0;
-    static constexpr double hostTicksPerSecond = 1e9; // steady_clock nanoseconds
 };
 
 } // namespace velmo

@@ -16,9 +16,9 @@ constexpr std::size_t midiHeldCapacity = 128;
 constexpr double seekMargin = 1e-9; // beats: an event exactly on the seek position plays
 
 // A processor before its first load: the given patch, no events, silent.
-std::shared_ptr<const CompiledTrack> initialTrack(const std::string& id, const SynthPatch& patch) {
+std::shared_ptr<const CompiledTrack> initialTrack(std::string id, const SynthPatch& patch) {
     auto track = std::make_shared<CompiledTrack>();
-    track->id = id;
+    track->id = std::move(id);
     track->patch = patch;
     return track;
 }
@@ -36,8 +36,10 @@ bool sameTarget(const std::optional<MIDITarget>& a, const std::optional<MIDITarg
 
 } // namespace
 
-TrackProcessor::TrackProcessor(std::string id, const SynthPatch& patch)
-    : id_(std::move(id)), track_(initialTrack(id_, patch)), voices_(voiceCount) {
+TrackProcessor::TrackProcessor(std::string id, const SynthPatch& patch) : TrackProcessor(initialTrack(std::move(id), patch)) {}
+
+TrackProcessor::TrackProcessor(std::shared_ptr<const CompiledTrack> track)
+    : id_(track->id), track_(std::move(track)), voices_(voiceCount) {
     pendingOffs_.reserve(pendingCapacity);
     monoStack_.reserve(monoCapacity);
     midiHeld_.reserve(midiHeldCapacity);
@@ -50,6 +52,12 @@ bool TrackProcessor::monoMode() const {
 }
 
 void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, const RenderContext& ctx, double beat) {
+    EffectChain::Entries effects = EffectChain::prepare(track->effects, effects_.entries(), ctx.sampleRate);
+    load(std::move(track), effects, ctx, beat);
+}
+
+void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, EffectChain::Entries& effects,
+                          const RenderContext& ctx, double beat) {
     assert(track && "TrackProcessor::load needs a track");
     const SynthPatch& oldPatch = patch();
     // Another generator or voice mode would play from state that means something else.
@@ -70,7 +78,7 @@ void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, const Rend
     seek(beat);
     targetGain_ = track_->gain;
     pan_ = track_->pan;
-    effects_.load(track_->effects, ctx.sampleRate, ctx);
+    effects_.swapIn(effects, track_->effects, ctx);
 }
 
 void TrackProcessor::seek(double beat) {
@@ -97,6 +105,9 @@ void TrackProcessor::schedule(double from, double to, const RenderContext& ctx) 
     for (; cursor_ < events.size() && events[cursor_].beat < to; ++cursor_) {
         const CompiledEvent& e = events[cursor_];
         if (e.beat < from - seekMargin) continue;
+        // The list is full only with hundreds of notes overlapping on one track: a note whose end
+        // could not be kept is not started, rather than grow the list on the audio thread.
+        if (pendingOffs_.size() == pendingCapacity) continue;
         std::int64_t tag = noteOn(e.pitch, e.velocity, ctx);
         pendingOffs_.push_back({e.beat + e.duration, tag});
     }
@@ -110,7 +121,8 @@ void TrackProcessor::endPendingNotes() {
 std::int64_t TrackProcessor::noteOn(int pitch, double velocity, const RenderContext& ctx) {
     std::int64_t tag = ++tagCounter_;
     ++order_;
-    if (midiTarget_ && midiSender_ && audible_) {
+    // Past the room of the held list a note goes out on MIDI no more: its note-off could not be sent.
+    if (midiTarget_ && midiSender_ && audible_ && midiHeld_.size() < midiHeldCapacity) {
         midiSender_->noteOn(*midiTarget_, pitch, velocity);
         midiHeld_.push_back({tag, pitch});
     }
@@ -164,6 +176,7 @@ void TrackProcessor::monoNoteOn(int pitch, double velocity, std::int64_t tag, co
     const SynthPatch& p = patch();
     Voice& v = voices_[0];
     bool tied = p.voice.mode == VoiceMode::legato && v.active && !v.released && !monoStack_.empty();
+    if (monoStack_.size() == monoCapacity) monoStack_.erase(monoStack_.begin()); // the oldest held key is forgotten
     monoStack_.push_back({tag, pitch});
     if (tied) {
         // No envelope restarts; the velocity stays that of the first note; glide moves the pitch.

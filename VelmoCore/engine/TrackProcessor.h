@@ -20,8 +20,9 @@
 
 namespace velmo {
 
-// Audio thread only. Nothing here locks; the processor is made and destroyed while the core
-// applies a project.
+// Audio thread only, once the core has taken it. Nothing here locks. A processor is made and
+// freed on the control side: the core takes new ones out of a prepared load and hands dropped
+// ones back.
 class TrackProcessor {
 public:
     static constexpr int voiceCount = 16;
@@ -37,17 +38,24 @@ public:
         int pitch;
     };
 
-    // Builds the sixteen voices and the buffers. Allocates; the core then calls `load`.
+    // Builds the sixteen voices and the buffers, silent, with the given patch or compiled track.
+    // Allocates; `load` then takes the track to play.
     TrackProcessor(std::string id, const SynthPatch& patch);
+    explicit TrackProcessor(std::shared_ptr<const CompiledTrack> track);
 
     const std::string& id() const { return id_; }
     const SynthPatch& patch() const { return track_->patch; }
 
     // Takes a compiled track: hard-stops the voices only when the engine or voice mode changed,
     // flushes MIDI when the target changed, replaces events and re-seeks, ramps to the new gain
-    // and keeps effect processors by id and kind. `beat` is the transport position. The shared
-    // pointer keeps the patch and events alive for as long as they are played. Allocates only for
-    // new effect processors.
+    // and puts in the effect entries prepared for the track (EffectChain::prepare), keeping
+    // processors by id and kind. `beat` is the transport position. The shared pointer keeps the
+    // patch and events alive for as long as they are played; the caller keeps the previous track
+    // alive too, so that nothing is freed here. `effects` is left holding what the chain let go.
+    // Allocates and frees nothing.
+    void load(std::shared_ptr<const CompiledTrack> track, EffectChain::Entries& effects, const RenderContext& ctx,
+              double beat);
+    // Both steps at once, for a processor that one thread owns. Allocates.
     void load(std::shared_ptr<const CompiledTrack> track, const RenderContext& ctx, double beat);
 
     // Note-offs whose end is before `to`, then note-ons of events in [from, to). Notes start at

@@ -6,19 +6,21 @@
 
 namespace velmo::testing {
 
-std::atomic<bool> countingAllocations{false};
+std::atomic<bool> countingHeap{false};
 std::atomic<long> countedAllocations{0};
+std::atomic<long> countedFrees{0};
 
 namespace {
-// Kept where the optimiser cannot prove it unused, so the probe's allocations really happen.
+// Kept where the optimiser cannot prove it unused, so the probe's heap calls really happen.
 std::vector<int>* volatile escape = nullptr;
 } // namespace
 
-long probeAllocations() {
-    const long seen = allocationsDuring([] { escape = new std::vector<int>(10); });
-    delete escape;
-    escape = nullptr;
-    return seen;
+HeapCalls probeHeapCalls() {
+    return heapCallsDuring([] {
+        escape = new std::vector<int>(10);
+        delete escape;
+        escape = nullptr;
+    });
 }
 
 } // namespace velmo::testing
@@ -26,10 +28,16 @@ long probeAllocations() {
 namespace {
 
 void* countedAlloc(std::size_t size) {
-    if (velmo::testing::countingAllocations.load(std::memory_order_relaxed))
+    if (velmo::testing::countingHeap.load(std::memory_order_relaxed))
         velmo::testing::countedAllocations.fetch_add(1, std::memory_order_relaxed);
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
+}
+
+void countedFree(void* p) noexcept {
+    if (p && velmo::testing::countingHeap.load(std::memory_order_relaxed))
+        velmo::testing::countedFrees.fetch_add(1, std::memory_order_relaxed);
+    std::free(p);
 }
 
 } // namespace
@@ -38,7 +46,7 @@ void* countedAlloc(std::size_t size) {
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) { return countedAlloc(size); }
 void* operator new[](std::size_t size) { return countedAlloc(size); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept { countedFree(p); }
+void operator delete[](void* p) noexcept { countedFree(p); }
+void operator delete(void* p, std::size_t) noexcept { countedFree(p); }
+void operator delete[](void* p, std::size_t) noexcept { countedFree(p); }

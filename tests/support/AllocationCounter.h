@@ -1,27 +1,40 @@
-// Counting heap allocations, to prove that the audio path allocates nothing. Every test binary
-// links AllocationCounter.cpp, which replaces the global operator new; it counts only while a
-// count runs, so the test framework's own allocations stay out.
+// Counting heap allocations and frees, to prove that the audio path does neither. Every test
+// binary links AllocationCounter.cpp, which replaces the global operators new and delete; they
+// count only while a count runs, so the test framework's own heap traffic stays out.
 #pragma once
 
 #include <atomic>
 
 namespace velmo::testing {
 
-extern std::atomic<bool> countingAllocations;
+extern std::atomic<bool> countingHeap;
 extern std::atomic<long> countedAllocations;
+extern std::atomic<long> countedFrees;
 
-// The number of allocations made through operator new, on any thread, while `body` ran.
+struct HeapCalls {
+    long allocations = 0;
+    long frees = 0; // of non-null pointers
+};
+
+// The calls of operator new and operator delete, on any thread, while `body` ran.
 template <class Body>
-long allocationsDuring(Body&& body) {
+HeapCalls heapCallsDuring(Body&& body) {
     countedAllocations.store(0);
-    countingAllocations.store(true);
+    countedFrees.store(0);
+    countingHeap.store(true);
     body();
-    countingAllocations.store(false);
-    return countedAllocations.exchange(0);
+    countingHeap.store(false);
+    return {countedAllocations.exchange(0), countedFrees.exchange(0)};
 }
 
-// Allocations seen for one object made with new: a count of zero below proves nothing unless
-// this is positive.
-long probeAllocations();
+template <class Body>
+long allocationsDuring(Body&& body) {
+    return heapCallsDuring(body).allocations;
+}
+
+// Heap calls seen for one object made with new and deleted: a count of zero below proves nothing
+// unless both are positive.
+HeapCalls probeHeapCalls();
+inline long probeAllocations() { return probeHeapCalls().allocations; }
 
 } // namespace velmo::testing
