@@ -3,11 +3,13 @@
 BUILD_DIR  ?= build
 BENCH_DIR  ?= build-bench
 FUZZ_DIR   ?= build-fuzz
+ASAN_DIR   ?= build-asan
+TSAN_DIR   ?= build-tsan
 FUZZ_SECONDS ?= 60
 JOBS       ?= $(shell nproc)
 PREFIX     ?= /usr/local
 
-.PHONY: all deps configure build run test install package bench fuzz clean
+.PHONY: all deps configure build run test check-sanitize install package bench fuzz clean
 
 all: build
 
@@ -38,6 +40,18 @@ install:
 package: build
 	@cmake --build $(BUILD_DIR) --target package
 
+# Every test under AddressSanitizer with UndefinedBehaviorSanitizer, then the tests that run
+# threads (the server, the main queue, the engine link, background renders, the program driven
+# by the MCP SDK) under ThreadSanitizer; each in a Debug build of its own, so assertions run too.
+TSAN_TESTS ?= ^(HTTP|Dispatch|HeadlessMainQueue|EngineLink|RenderOperations|AnalysisTools|EngineCore|interop_(handshake|session|bridge))
+check-sanitize: deps
+	@cmake -S . -B $(ASAN_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMO_SANITIZE=address
+	@cmake --build $(ASAN_DIR) -j $(JOBS)
+	@UBSAN_OPTIONS=print_stacktrace=1 ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
+	@cmake -S . -B $(TSAN_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVELMO_SANITIZE=thread
+	@cmake --build $(TSAN_DIR) -j $(JOBS) --target velmo velmo-mcp velmo_server_tests velmo_Studio_tests velmo_engine_tests
+	@ctest --test-dir $(TSAN_DIR) --output-on-failure -j $(JOBS) -R '$(TSAN_TESTS)'
+
 bench: deps
 	@cmake -S . -B $(BENCH_DIR) -G Ninja -DCMAKE_BUILD_TYPE=Release -DVELMO_TESTS=OFF -DVELMO_BENCH=ON
 	@cmake --build $(BENCH_DIR) -j $(JOBS)
@@ -63,4 +77,4 @@ fuzz: deps
 	done
 
 clean:
-	@rm -rf $(BUILD_DIR) $(BENCH_DIR) $(FUZZ_DIR)
+	@rm -rf $(BUILD_DIR) $(BENCH_DIR) $(FUZZ_DIR) $(ASAN_DIR) $(TSAN_DIR)
