@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cassert>
-#include <charconv>
 #include <memory>
 
 namespace velmo {
@@ -150,7 +149,7 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
         } else {
             try {
                 // Strict: text that is not UTF-8 fails here rather than reaching the agent.
-                text = tidyNumbers(std::get<json>(value).dump(2));
+                text = std::get<json>(value).dump(2);
             } catch (const std::exception& error) {
                 return fail(error.what());
             }
@@ -208,64 +207,6 @@ std::string summarize(const json& arguments) {
         }
     }
     return summary;
-}
-
-namespace {
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// The shortest text that reads back as `value`, keeping a decimal point so that the number
-// stays a floating-point one for JSON readers that tell integers apart.
-std::string shortestText(double value) {
-    char buffer[64];
-    auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-    if (error != std::errc()) return {};
-    std::string text(buffer, end);
-    if (text.find_first_of(".eEn") == std::string::npos) text += ".0";
-    return text;
-}
-
-} // namespace
-
-std::string tidyNumbers(std::string text) {
-    // A hand-written scan for -?\d+\.\d{12,}: std::regex recurses per character and would
-    // overflow the stack on a long reply. Matches are leftmost and do not overlap, as a regex
-    // search finds them.
-    struct Match {
-        std::size_t begin, end;
-    };
-    std::vector<Match> matches;
-    std::size_t i = 0;
-    while (i < text.size()) {
-        if (!isDigit(text[i]) || (i > 0 && isDigit(text[i - 1]))) {
-            ++i;
-            continue;
-        }
-        std::size_t begin = (i > 0 && text[i - 1] == '-') ? i - 1 : i;
-        std::size_t j = i;
-        while (j < text.size() && isDigit(text[j])) ++j;
-        if (j < text.size() && text[j] == '.') {
-            std::size_t k = j + 1;
-            while (k < text.size() && isDigit(text[k])) ++k;
-            if (k - (j + 1) >= 12) {
-                matches.push_back({begin, k});
-                i = k;
-                continue;
-            }
-        }
-        i = j;
-    }
-    for (auto match = matches.rbegin(); match != matches.rend(); ++match) {
-        double value = 0;
-        const char* first = text.data() + match->begin;
-        const char* last = text.data() + match->end;
-        auto [end, error] = std::from_chars(first, last, value);
-        if (error != std::errc() || end != last) continue;
-        std::string shortest = shortestText(value);
-        if (shortest.empty()) continue;
-        text.replace(match->begin, match->end - match->begin, shortest);
-    }
-    return text;
 }
 
 } // namespace velmo
