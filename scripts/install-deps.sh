@@ -10,6 +10,7 @@ packages=(
   libutf8proc-dev      # canonical id equality, lower-cased names
   libfftw3-dev         # the wavetable bank's inverse DFTs
   libgtest-dev
+  locales-all          # a German locale, to test that numbers read and print the same under it
   libsndfile1-dev      # tests read rendered WAV files back with an independent reader
   libasio-dev          # the MCP server's sockets (standalone, header-only)
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer

@@ -2,6 +2,7 @@
 // voiced, strummed or arpeggiated chords, and step strings into drum hits. Everything is parsed
 // and computed first; the clip is touched only at the end, so a bad chord or lane changes nothing.
 #include "Studio/Studio.h"
+#include "base/NumberText.h"
 #include "base/UserError.h"
 #include "server/MCPTools.h"
 #include "server/NoteTools.h"
@@ -86,7 +87,7 @@ ChordSpec parsePiece(std::string_view piece, double& position, const ChordDefaul
     spec.symbol = parts.empty() ? std::string() : std::string(parts[0]);
     spec.duration = defaults.length;
     if (parts.size() > 1) {
-        if (auto length = parseNumber(parts[1])) spec.duration = *length;
+        if (auto length = parseNumber(parts[1]); length && std::isfinite(*length)) spec.duration = *length;
     }
     spec.start = position;
     spec.octave = defaults.octave;

@@ -28,14 +28,13 @@ std::string text(const json& reply) { return reply["content"][0]["text"]; }
 } // namespace
 
 TEST(ToolArgs, ForgivingReadings) {
-    ToolArgs args(json::parse(R"({"n":2,"f":1.5,"s":"1.5","plus":"+4","bad":"1.5x","lead":" 1","empty":"",
-        "inf":"inf","hex":"0x10","t":true,"one":1,"two":2,"TRUE":"TRUE","no":"no","maybe":"maybe","yes":"Yes",
+    ToolArgs args(json::parse(R"({"n":2,"f":1.5,"s":"1.5","bad":"1.5x","inf":"inf","over":"1e400","t":true,"one":1,
+        "two":2,"TRUE":"TRUE","no":"no","maybe":"maybe","yes":"Yes",
         "half":2.5,"mhalf":-2.5,"huge":1e300,"arr":[1]})"));
     EXPECT_EQ(args.num("n"), 2.0);
     EXPECT_EQ(args.num("s"), 1.5);
-    EXPECT_EQ(args.num("plus"), 4.0);
-    EXPECT_EQ(args.num("hex"), 16.0);
-    for (const char* absent : {"bad", "lead", "empty", "inf", "t", "arr", "missing"})
+    // Texts read as parseNumber reads them; what is not finite is absent.
+    for (const char* absent : {"bad", "inf", "over", "t", "arr", "missing"})
         EXPECT_EQ(args.num(absent), std::nullopt) << absent;
 
     using Bool = std::optional<bool>;
