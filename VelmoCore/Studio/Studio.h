@@ -223,7 +223,7 @@ public:
     // Reads and decodes the file; on any failure the Studio is untouched. Clears undo and redo.
     // Returns what the reader should be told about the file (model/ProjectJSON.h), often nothing.
     std::vector<std::string> open(const std::filesystem::path& url);
-    // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
+    // An empty project, tempo clamped to kTempoRange (20...300 BPM). Clears undo and redo.
     void newProject(std::string name, double tempo);
 
     // ---- Offline renders. Each takes the project as it is now and renders it on a thread of its
