@@ -67,7 +67,7 @@ std::size_t Studio::trackIndex(const json* ref) const {
 }
 
 std::size_t Studio::effectIndex(std::optional<std::size_t> track, const json* ref) const {
-    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "effectIndex");
+    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "Studio.effectIndex");
     const auto& slots = track ? project_.tracks[*track].effects : project_.masterEffects;
     if (isNumber(ref)) {
         long long index = asInteger(*ref);

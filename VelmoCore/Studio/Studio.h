@@ -117,7 +117,7 @@ public:
                          std::optional<std::string> preset);
     template <class Body>
     void updateTrack(std::size_t index, std::optional<std::string> coalesce, Body&& body) {
-        VELMO_PRECONDITION(index < project_.tracks.size(), "updateTrack");
+        VELMO_PRECONDITION(index < project_.tracks.size(), "Studio.updateTrack");
         mutate(std::move(coalesce), [&](Project& p) { body(p.tracks.mut(index)); });
     }
     void moveTrack(std::size_t from, std::size_t to);

@@ -7,7 +7,6 @@
 #include "server/ToolGroups.h"
 
 #include <algorithm>
-#include <cassert>
 #include <memory>
 
 namespace velmo {
@@ -161,7 +160,6 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
     // A completion that runs twice (a handler fault) must not answer twice.
     auto once = std::make_shared<bool>(false);
     ToolCompletion completion = [finish = std::move(finish), once](ToolOutcome outcome) mutable {
-        assert(!*once && "a tool handler completed twice");
         if (*once) return;
         *once = true;
         finish(std::move(outcome));
