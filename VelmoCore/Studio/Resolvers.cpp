@@ -94,7 +94,7 @@ ClipLocation Studio::clipLocation(const json* ref) const {
 
 ClipLocation Studio::clipLocationOf(std::string_view id) const {
     if (auto at = project_.clipLocation(id)) return *at;
-    throw StudioError("No clip '" + std::string(id) + "'. Call get_project to list clip ids.");
+    throw StudioError("No clip '" + std::string(id) + "'.", NotFound::clip);
 }
 
 const Clip* Studio::clip(std::string_view id) const {

@@ -248,7 +248,9 @@ public:
     static Project demoProject();
 
 private:
-    // Steps 3 to 11 of an edit, after its body ran on `working`.
+    // The end of every edit, after its body ran on `working`: nothing if the project is
+    // unchanged; otherwise the old project goes on the undo stack (unless the edit joins the
+    // drag it continues), redo is cleared, and the selection and the engine follow.
     void commit(Project working, std::optional<std::string> coalesce);
     void step(std::deque<Project>& from, std::deque<Project>& to);
     void validateSelection();

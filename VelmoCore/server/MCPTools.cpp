@@ -113,11 +113,21 @@ json toolReply(std::string text, bool isError) {
 namespace {
 
 // The message of a failure as the agent should read it.
+// Where an agent finds the names a failed lookup could have used; the core names no tools.
+std::string whereToLook(NotFound missing) {
+    switch (missing) {
+    case NotFound::clip: return " Call get_project to list clip ids.";
+    case NotFound::synthParameter: return " Call describe_synth for the full list.";
+    case NotFound::none: break;
+    }
+    return "";
+}
+
 std::string failureMessage(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const UserError& error) {
-        return error.message();
+        return error.message() + whereToLook(error.notFound);
     } catch (const std::exception& error) {
         return error.what();
     } catch (...) {
