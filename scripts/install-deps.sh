@@ -9,8 +9,8 @@ packages=(
   nlohmann-json3-dev   # project files and JSON-RPC
   libutf8proc-dev      # canonical id equality, lower-cased names
   libfftw3-dev         # the wavetable bank's inverse DFTs
-  libgtest-dev libgmock-dev
-  libbenchmark-dev
+  libgtest-dev
+  locales-all          # a German locale, to test that numbers read and print the same under it
   libsndfile1-dev      # tests read rendered WAV files back with an independent reader
   libasio-dev          # the MCP server's sockets (standalone, header-only)
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer

@@ -23,7 +23,7 @@ void Studio::sortNotes(CowVector<Note>& notes) {
 
 std::string Studio::addClip(std::size_t track, std::optional<double> start, std::optional<double> length,
                             std::optional<std::string> name, std::vector<Note> notes) {
-    VELMO_PRECONDITION(track < project_.tracks.size(), "addClip");
+    VELMO_PRECONDITION(track < project_.tracks.size(), "Studio.addClip");
     std::string id = mutate([&](Project& p) {
         Track& t = p.tracks.mut(track);
         Clip clip;
@@ -50,7 +50,7 @@ std::string Studio::addClip(std::size_t track, std::optional<double> start, std:
 void Studio::moveClip(std::string_view id, double start, std::optional<std::size_t> toTrack,
                       std::optional<std::string> coalesce) {
     const ClipLocation at = clipLocationOf(id);
-    VELMO_PRECONDITION(!toTrack || *toTrack < project_.tracks.size(), "moveClip");
+    VELMO_PRECONDITION(!toTrack || *toTrack < project_.tracks.size(), "Studio.moveClip");
     mutate(std::move(coalesce), [&](Project& p) {
         Clip clip = p.tracks[at.track].clips[at.clip];
         p.tracks.mut(at.track).clips.erase(at.clip);
@@ -63,7 +63,7 @@ void Studio::moveClip(std::string_view id, double start, std::optional<std::size
 
 std::string Studio::duplicateClip(std::string_view id, std::optional<double> start, std::optional<std::size_t> toTrack) {
     const ClipLocation at = clipLocationOf(id);
-    VELMO_PRECONDITION(!toTrack || *toTrack < project_.tracks.size(), "duplicateClip");
+    VELMO_PRECONDITION(!toTrack || *toTrack < project_.tracks.size(), "Studio.duplicateClip");
     std::string newId = mutate([&](Project& p) {
         Clip copy = p.tracks[at.track].clips[at.clip];
         copy.id = p.makeId("c");

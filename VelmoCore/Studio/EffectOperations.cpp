@@ -12,7 +12,7 @@ CowVector<EffectSlot>& Studio::chain(Project& p, std::optional<std::size_t> trac
 
 std::string Studio::addEffect(std::optional<std::size_t> track, EffectKind kind, const nlohmann::json& params,
                               std::optional<long long> position) {
-    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "addEffect");
+    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "Studio.addEffect");
     EffectParams merged = EffectCatalog::merge(kind, EffectCatalog::defaults(kind), params);
     return mutate([&](Project& p) {
         std::string id = p.makeId("fx");
@@ -26,9 +26,9 @@ std::string Studio::addEffect(std::optional<std::size_t> track, EffectKind kind,
 
 void Studio::updateEffect(std::optional<std::size_t> track, std::size_t index, const nlohmann::json& params,
                           std::optional<bool> enabled, std::optional<std::string> coalesce) {
-    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "updateEffect");
+    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "Studio.updateEffect");
     const auto& slots = track ? project_.tracks[*track].effects : project_.masterEffects;
-    VELMO_PRECONDITION(index < slots.size(), "updateEffect");
+    VELMO_PRECONDITION(index < slots.size(), "Studio.updateEffect");
     EffectParams merged = EffectCatalog::merge(slots[index].kind, slots[index].params, params);
     mutate(std::move(coalesce), [&](Project& p) {
         EffectSlot& slot = chain(p, track).mut(index);
@@ -38,19 +38,19 @@ void Studio::updateEffect(std::optional<std::size_t> track, std::size_t index, c
 }
 
 void Studio::removeEffect(std::optional<std::size_t> track, std::size_t index) {
-    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "removeEffect");
+    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "Studio.removeEffect");
     mutate([&](Project& p) {
         auto& slots = chain(p, track);
-        VELMO_PRECONDITION(index < slots.size(), "removeEffect");
+        VELMO_PRECONDITION(index < slots.size(), "Studio.removeEffect");
         slots.erase(index);
     });
 }
 
 void Studio::moveEffect(std::optional<std::size_t> track, std::size_t index, int by) {
-    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "moveEffect");
+    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "Studio.moveEffect");
     mutate([&](Project& p) {
         auto& slots = chain(p, track);
-        VELMO_PRECONDITION(index < slots.size(), "moveEffect");
+        VELMO_PRECONDITION(index < slots.size(), "Studio.moveEffect");
         const long long other = static_cast<long long>(index) + by;
         if (other < 0 || other >= static_cast<long long>(slots.size())) return;
         EffectSlot moved = slots[index];

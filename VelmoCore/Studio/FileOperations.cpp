@@ -2,6 +2,7 @@
 
 #include "base/AtomicFile.h"
 #include "base/RegularFile.h"
+#include "catalog/SongRanges.h"
 #include "model/ProjectJSON.h"
 
 #include <algorithm>
@@ -59,7 +60,7 @@ std::vector<std::string> Studio::open(const std::filesystem::path& url) {
 }
 
 void Studio::newProject(std::string name, double tempo) {
-    mutate([&](Project& p) { p = Project(std::move(name), std::clamp(tempo, 20.0, 300.0)); });
+    mutate([&](Project& p) { p = Project(std::move(name), kTempoRange.clamp(tempo)); });
     undoStack_.clear();
     redoStack_.clear();
     canUndo_ = false;

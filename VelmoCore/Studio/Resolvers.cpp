@@ -67,7 +67,7 @@ std::size_t Studio::trackIndex(const json* ref) const {
 }
 
 std::size_t Studio::effectIndex(std::optional<std::size_t> track, const json* ref) const {
-    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "effectIndex");
+    VELMO_PRECONDITION(!track || *track < project_.tracks.size(), "Studio.effectIndex");
     const auto& slots = track ? project_.tracks[*track].effects : project_.masterEffects;
     if (isNumber(ref)) {
         long long index = asInteger(*ref);
@@ -94,7 +94,7 @@ ClipLocation Studio::clipLocation(const json* ref) const {
 
 ClipLocation Studio::clipLocationOf(std::string_view id) const {
     if (auto at = project_.clipLocation(id)) return *at;
-    throw StudioError("No clip '" + std::string(id) + "'. Call get_project to list clip ids.");
+    throw StudioError("No clip '" + std::string(id) + "'.", NotFound::clip);
 }
 
 const Clip* Studio::clip(std::string_view id) const {

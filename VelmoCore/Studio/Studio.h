@@ -117,7 +117,7 @@ public:
                          std::optional<std::string> preset);
     template <class Body>
     void updateTrack(std::size_t index, std::optional<std::string> coalesce, Body&& body) {
-        VELMO_PRECONDITION(index < project_.tracks.size(), "updateTrack");
+        VELMO_PRECONDITION(index < project_.tracks.size(), "Studio.updateTrack");
         mutate(std::move(coalesce), [&](Project& p) { body(p.tracks.mut(index)); });
     }
     void moveTrack(std::size_t from, std::size_t to);
@@ -223,7 +223,7 @@ public:
     // Reads and decodes the file; on any failure the Studio is untouched. Clears undo and redo.
     // Returns what the reader should be told about the file (model/ProjectJSON.h), often nothing.
     std::vector<std::string> open(const std::filesystem::path& url);
-    // An empty project, tempo clamped to 20...300 BPM. Clears undo and redo.
+    // An empty project, tempo clamped to kTempoRange (20...300 BPM). Clears undo and redo.
     void newProject(std::string name, double tempo);
 
     // ---- Offline renders. Each takes the project as it is now and renders it on a thread of its
@@ -248,7 +248,9 @@ public:
     static Project demoProject();
 
 private:
-    // Steps 3 to 11 of an edit, after its body ran on `working`.
+    // The end of every edit, after its body ran on `working`: nothing if the project is
+    // unchanged; otherwise the old project goes on the undo stack (unless the edit joins the
+    // drag it continues), redo is cleared, and the selection and the engine follow.
     void commit(Project working, std::optional<std::string> coalesce);
     void step(std::deque<Project>& from, std::deque<Project>& to);
     void validateSelection();

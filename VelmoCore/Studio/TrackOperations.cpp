@@ -43,7 +43,7 @@ std::string Studio::addTrack(std::optional<std::string> name, std::optional<Engi
 
 void Studio::setSynth(std::size_t index, std::optional<EngineKind> engine, std::optional<std::string> preset,
                       const nlohmann::json& params, std::optional<std::string> coalesce) {
-    VELMO_PRECONDITION(index < project_.tracks.size(), "setSynth");
+    VELMO_PRECONDITION(index < project_.tracks.size(), "Studio.setSynth");
     SynthPatch patch = project_.tracks[index].patch;
     if (preset) {
         const Preset* found = Presets::named(*preset);
@@ -56,7 +56,7 @@ void Studio::setSynth(std::size_t index, std::optional<EngineKind> engine, std::
 }
 
 void Studio::moveTrack(std::size_t from, std::size_t to) {
-    VELMO_PRECONDITION(from < project_.tracks.size(), "moveTrack");
+    VELMO_PRECONDITION(from < project_.tracks.size(), "Studio.moveTrack");
     mutate([&](Project& p) {
         Track track = p.tracks[from];
         p.tracks.erase(from);
@@ -65,7 +65,7 @@ void Studio::moveTrack(std::size_t from, std::size_t to) {
 }
 
 void Studio::removeTrack(std::size_t index) {
-    VELMO_PRECONDITION(index < project_.tracks.size(), "removeTrack");
+    VELMO_PRECONDITION(index < project_.tracks.size(), "Studio.removeTrack");
     mutate([&](Project& p) { p.tracks.erase(index); });
 }
 
@@ -81,12 +81,12 @@ void Studio::unmuteAll() {
 }
 
 void Studio::setMIDIOut(std::size_t index, std::optional<MIDIRoute> route) {
-    VELMO_PRECONDITION(index < project_.tracks.size(), "setMIDIOut");
+    VELMO_PRECONDITION(index < project_.tracks.size(), "Studio.setMIDIOut");
     mutate([&](Project& p) { p.tracks.mut(index).midiOut = std::move(route); });
 }
 
 std::string Studio::duplicateTrack(std::size_t index) {
-    VELMO_PRECONDITION(index < project_.tracks.size(), "duplicateTrack");
+    VELMO_PRECONDITION(index < project_.tracks.size(), "Studio.duplicateTrack");
     return mutate([&](Project& p) {
         Track copy = p.tracks[index];
         copy.id = p.makeId("t");

@@ -1,11 +1,12 @@
 #include "catalog/EffectCatalog.h"
 
+#include "base/NumberText.h"
 #include "base/UserError.h"
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
+#include <optional>
 
 namespace velmo::EffectCatalog {
 
@@ -71,17 +72,6 @@ constexpr std::array autofilterSpecs{
     P{"mix", "Mix", 0, 1, 1, "", false, ""},
 };
 
-// A text counts as a number only when all of it is one: no leading or trailing blank, at most
-// one leading sign. "inf" is a number (it clamps); "nan" is not, since no range holds it.
-std::optional<double> parseWholeNumber(std::string_view text) {
-    if (text.size() >= 2 && text[0] == '+' && text[1] != '-' && text[1] != '+') text.remove_prefix(1);
-    double result = 0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), result);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size() || std::isnan(result))
-        return std::nullopt;
-    return result;
-}
-
 std::string joinedParamNames(EffectKind kind) {
     std::string names;
     for (const auto& s : specs(kind)) {
@@ -137,7 +127,8 @@ EffectParams merge(EffectKind kind, const EffectParams& base, const nlohmann::js
         else if (raw.is_number())
             number = raw.get<double>();
         else if (raw.is_string())
-            number = parseWholeNumber(raw.get_ref<const std::string&>());
+            number = parseNumber(raw.get_ref<const std::string&>());
+        // An infinity clamps to an end of the range; no range holds NaN.
         if (!number || std::isnan(*number)) throw ParamError("Effect parameter '" + key + "' expects a number.");
         merged[key] = std::clamp(*number, s->min, s->max);
     }

@@ -43,8 +43,8 @@ const EffectParamInfo* spec(EffectKind kind, std::string_view name);
 EffectParams defaults(EffectKind kind);
 
 // `base` with `changes` (a JSON object of name to value) applied in key order. A value is a
-// JSON number (a boolean reads as 0 or 1) or a text that is wholly a number; it is clamped to
-// the parameter's range. Throws ParamError naming the valid parameters for an unknown key, or
+// JSON number (a boolean reads as 0 or 1) or a text that parseNumber reads whole; it is clamped
+// to the parameter's range, an infinity to an end of it. Throws ParamError naming the valid parameters for an unknown key, or
 // the key for a value that is no number; nothing is returned half-applied. Keys of `base` that
 // the table lacks are kept. `bits` and `mode` are not rounded: the processors take fractions.
 EffectParams merge(EffectKind kind, const EffectParams& base, const nlohmann::json& changes);

@@ -1,38 +1,19 @@
 #include "catalog/ParamCoercion.h"
 
-#include "base/UserError.h"
 #include "base/NumberText.h"
+#include "base/UserError.h"
 #include "model/Unicode.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace velmo {
 
 using json = nlohmann::json;
 
 namespace {
-
-// The whole text as a number, or nothing. Accepts what a person types: "900", "-3", "2.5e3",
-// "+1", "inf" (caught later as not finite); rejects surrounding blanks and trailing words.
-std::optional<double> parseNumber(std::string_view text) {
-    const bool plus = !text.empty() && text.front() == '+';
-    if (plus) text.remove_prefix(1);
-    if (text.empty() || (plus && (text.front() == '+' || text.front() == '-'))) return std::nullopt;
-    double value = 0.0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (end != text.data() + text.size()) return std::nullopt;
-    // "1e400" is a number, just not a finite one; from_chars leaves `value` untouched then, and
-    // strtod gives the infinity (or, for "1e-400", the zero) that the caller reports on.
-    if (error == std::errc::result_out_of_range) return std::strtod(std::string(text).c_str(), nullptr);
-    if (error != std::errc{}) return std::nullopt;
-    return value;
-}
 
 json coerceNumber(const json& value, const std::string& path, const NumberParam& range) {
     std::optional<double> number;

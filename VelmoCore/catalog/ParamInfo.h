@@ -1,6 +1,6 @@
 // One settable synth parameter as the catalog describes it: its dotted path, label, panel
 // section, kind with range or options, owning engine and help line. The tools validate against
-// it, describe_synth prints it and the synth editor builds a control from it.
+// it, the agent's synth reference prints it and the synth editor builds a control from it.
 #pragma once
 
 #include "model/SynthPatch.h"

@@ -22,7 +22,7 @@ struct Preset {
 
 namespace Presets {
 
-// The roles the library covers, as list_presets and the editor's menu show them.
+// The roles the library covers, as the agent's preset list and the editor's menu show them.
 inline constexpr std::array<std::string_view, 8> categories{"Lead",  "Bass",   "Pad", "Keys",
                                                             "Pluck", "Mallet", "FX",  "Drums"};
 

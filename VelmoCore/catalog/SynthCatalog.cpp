@@ -1,10 +1,10 @@
 #include "catalog/SynthCatalog.h"
 
+#include "base/Precondition.h"
 #include "catalog/JSONPath.h"
 #include "model/SynthPatchJSON.h"
 
 #include <algorithm>
-#include <cassert>
 #include <utility>
 
 namespace velmo::SynthCatalog {
@@ -65,8 +65,8 @@ std::vector<ParamInfo> TableBuilder::finish() && {
     for (auto& row : rows_) {
         row.engine = engineOf(row.path);
         const auto* value = JSONPath::get(JSONPath::components(row.path), defaults);
-        assert(value && "every catalog path names a leaf of the patch");
-        if (value) row.defaultValue = *value;
+        VELMO_PRECONDITION(value != nullptr, "SynthCatalog: every path names a leaf of the patch");
+        row.defaultValue = *value;
     }
     return std::move(rows_);
 }
@@ -237,8 +237,8 @@ const std::map<std::string, ParamInfo, std::less<>>& byPath() {
     static const auto table = [] {
         std::map<std::string, ParamInfo, std::less<>> map;
         for (const auto& row : params()) {
-            [[maybe_unused]] bool inserted = map.emplace(row.path, row).second;
-            assert(inserted && "catalog paths never repeat");
+            const bool inserted = map.emplace(row.path, row).second;
+            VELMO_PRECONDITION(inserted, "SynthCatalog: paths never repeat");
         }
         return map;
     }();

@@ -63,7 +63,7 @@ SynthPatch applying(const SynthPatch& patch, const json& params) {
     json tree = jsonObject(patch);
     for (const auto& [path, value] : flatten(params)) {
         const auto* spec = SynthCatalog::find(path);
-        if (!spec) throw ParamError("Unknown synth parameter '" + path + "'. Call describe_synth for the full list.");
+        if (!spec) throw ParamError("Unknown synth parameter '" + path + "'.", NotFound::synthParameter);
         tree = JSONPath::set(coerce(value, *spec), JSONPath::components(path), std::move(tree));
     }
     return synthPatchFromJSON(tree);

@@ -1,5 +1,6 @@
 #include "effects/CompressorFX.h"
 
+#include "base/Decibels.h"
 #include "catalog/EffectCatalog.h"
 
 #include <algorithm>
@@ -13,7 +14,7 @@ void CompressorFX::update(const EffectSlot& slot, const RenderContext&) {
     // A time of 0 ms divides to -infinity and gives a coefficient of exactly 0.
     attack_ = std::exp(-1.0 / (EffectCatalog::value(slot, "attack") * 0.001 * sr_));
     release_ = std::exp(-1.0 / (sr_ * (EffectCatalog::value(slot, "release") * 0.001)));
-    makeup_ = std::pow(10.0, EffectCatalog::value(slot, "makeup") / 20.0);
+    makeup_ = dbToGain(EffectCatalog::value(slot, "makeup"));
 }
 
 void CompressorFX::process(float* left, float* right, int frames) {
@@ -21,11 +22,11 @@ void CompressorFX::process(float* left, float* right, int frames) {
         const double x = std::max(std::fabs(double(left[i])), std::fabs(double(right[i])));
         const double coef = env_ < x ? attack_ : release_;
         env_ = coef * (env_ - x) + x;
-        const double level = env_ > 1e-9 ? 20.0 * std::log10(env_) : -180.0;
+        const double level = gainToDb(env_);
         const double over = level - threshold_;
         const double reduction = over > 0.0 ? over * slope_ : 0.0;
         // One gain for both sides keeps the stereo image where it was.
-        const float gain = static_cast<float>(makeup_ * std::pow(10.0, -reduction / 20.0));
+        const float gain = static_cast<float>(makeup_ * dbToGain(-reduction));
         left[i] *= gain;
         right[i] *= gain;
     }

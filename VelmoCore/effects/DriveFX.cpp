@@ -1,5 +1,6 @@
 #include "effects/DriveFX.h"
 
+#include "base/Decibels.h"
 #include "catalog/EffectCatalog.h"
 
 #include <cmath>
@@ -9,7 +10,7 @@ namespace velmo {
 void DriveFX::update(const EffectSlot& slot, const RenderContext&) {
     pre_ = EffectCatalog::value(slot, "drive") * 30.0 + 1.0;
     norm_ = 1.0 / std::tanh(pre_);
-    out_ = std::pow(10.0, EffectCatalog::value(slot, "level") / 20.0);
+    out_ = dbToGain(EffectCatalog::value(slot, "level"));
     mix_ = EffectCatalog::value(slot, "mix");
     // Tone 0 is 800 Hz, tone 1 is 17.6 kHz; the pole keeps its memory.
     const double corner = 800.0 * std::pow(22.0, EffectCatalog::value(slot, "tone"));

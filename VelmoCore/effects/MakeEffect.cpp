@@ -1,5 +1,6 @@
 #include "effects/MakeEffect.h"
 
+#include "base/Precondition.h"
 #include "effects/AutoFilterFX.h"
 #include "effects/BitcrushFX.h"
 #include "effects/ChorusFX.h"
@@ -9,9 +10,6 @@
 #include "effects/EQFX.h"
 #include "effects/PhaserFX.h"
 #include "effects/ReverbFX.h"
-
-#include <cassert>
-#include <cstdlib>
 
 namespace velmo {
 
@@ -28,8 +26,7 @@ std::unique_ptr<EffectProcessor> makeEffect(EffectKind kind, double sampleRate) 
     case EffectKind::autofilter: return std::make_unique<AutoFilterFX>(sampleRate);
     }
     // Every kind returns above; a value outside the enumeration is a programming fault.
-    assert(!"makeEffect: unknown EffectKind");
-    std::abort();
+    preconditionFailed("makeEffect", "kind is one of the EffectKind cases", __FILE__, __LINE__);
 }
 
 } // namespace velmo

@@ -1,9 +1,9 @@
 #include "engine/CompiledProject.h"
 
+#include "base/Decibels.h"
 #include "midi/MIDIHub.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace velmo {
 
@@ -34,7 +34,7 @@ CompiledProject::CompiledProject(const Project& project, const MIDIHub* midi)
       loopStart(project.loopStart),
       loopEnd(project.loopEnd),
       songEnd(project.songEnd()),
-      masterGain(std::pow(10.0, project.masterVolumeDb / 20.0)),
+      masterGain(dbToGain(project.masterVolumeDb)),
       masterEffects(project.masterEffects) {
     bool anySolo = std::any_of(project.tracks.begin(), project.tracks.end(), [](const Track& t) { return t.solo; });
     tracks.reserve(project.tracks.size());
@@ -46,7 +46,7 @@ CompiledProject::CompiledProject(const Project& project, const MIDIHub* midi)
         out.pan = track.pan;
         // Mute beats solo; a muted soloist still silences the others.
         out.audible = !track.mute && (!anySolo || track.solo);
-        out.gain = out.audible ? std::pow(10.0, track.volumeDb / 20.0) : 0.0;
+        out.gain = out.audible ? dbToGain(track.volumeDb) : 0.0;
         compileEvents(track, out.events);
         std::optional<MIDIDestination> destination;
         if (track.midiOut && midi) destination = midi->resolve(track.midiOut->device);

@@ -1,11 +1,11 @@
 #include "engine/EngineCore.h"
 
+#include "base/Decibels.h"
 #include "dsp/ScopedFlushToZero.h"
 #include "midi/MIDISender.h"
 #include "synth/WavetableBank.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cmath>
 
 namespace velmo {
@@ -127,7 +127,7 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
             }
             if (analyzing_) {
                 // The deepest reduction of the block is that of its lowest gain: one log per block.
-                anMaxGR_ = std::max(anMaxGR_, lowestGain > 1e-9 ? -20.0 * std::log10(lowestGain) : 180.0);
+                anMaxGR_ = std::max(anMaxGR_, -gainToDb(lowestGain));
                 anCount_ += n;
             }
             masterPeak_ = std::max(masterPeak_ * static_cast<float>(meterDecay), blockPeak);
@@ -319,17 +319,17 @@ MixAnalysis EngineCore::analysisResult() const {
     const double count = static_cast<double>(std::max<std::int64_t>(anCount_, 1));
     MixAnalysis a;
     a.seconds = static_cast<double>(anCount_) / sampleRate_;
-    a.peakDb = MixAnalysis::toDb(anPeak_);
-    a.rmsDb = MixAnalysis::toDb(std::sqrt(anSumSq_ / count));
+    a.peakDb = gainToDb(anPeak_);
+    a.rmsDb = gainToDb(std::sqrt(anSumSq_ / count));
     a.clippedSamples = anClipped_;
     a.maxLimiterReductionDb = anMaxGR_;
-    a.lowRmsDb = MixAnalysis::toDb(std::sqrt(anBandSq_[0] / count));
-    a.midRmsDb = MixAnalysis::toDb(std::sqrt(anBandSq_[1] / count));
-    a.highRmsDb = MixAnalysis::toDb(std::sqrt(anBandSq_[2] / count));
+    a.lowRmsDb = gainToDb(std::sqrt(anBandSq_[0] / count));
+    a.midRmsDb = gainToDb(std::sqrt(anBandSq_[1] / count));
+    a.highRmsDb = gainToDb(std::sqrt(anBandSq_[2] / count));
     a.tracks.reserve(tracks_.size());
     for (const auto& t : tracks_) {
         double frames = static_cast<double>(std::max<std::int64_t>(t->sampleCount(), 1));
-        a.tracks.push_back({t->id(), MixAnalysis::toDb(t->analysisPeak()), MixAnalysis::toDb(std::sqrt(t->sumSquares() / frames))});
+        a.tracks.push_back({t->id(), gainToDb(t->analysisPeak()), gainToDb(std::sqrt(t->sumSquares() / frames))});
     }
     return a;
 }

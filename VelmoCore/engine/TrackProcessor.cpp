@@ -1,9 +1,9 @@
 #include "engine/TrackProcessor.h"
 
+#include "base/Precondition.h"
 #include "synth/DrumGen.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cmath>
 
 namespace velmo {
@@ -58,7 +58,7 @@ void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, const Rend
 
 void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, EffectChain::Entries& effects,
                           const RenderContext& ctx, double beat) {
-    assert(track && "TrackProcessor::load needs a track");
+    VELMO_PRECONDITION(track != nullptr, "TrackProcessor::load");
     const SynthPatch& oldPatch = patch();
     // Another generator or voice mode would play from state that means something else.
     if (track->patch.engine != oldPatch.engine || track->patch.voice.mode != oldPatch.voice.mode) {
@@ -270,7 +270,7 @@ void TrackProcessor::resetAnalysis() {
 }
 
 void TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing) {
-    assert(n >= 0 && n <= blockFrames);
+    VELMO_PRECONDITION(n >= 0 && n <= blockFrames, "TrackProcessor::renderBlock");
     std::fill_n(mixL_.begin(), n, 0.0f);
     std::fill_n(mixR_.begin(), n, 0.0f);
     const SynthPatch& p = patch();

@@ -7,8 +7,6 @@
 #include "server/ToolGroups.h"
 
 #include <algorithm>
-#include <cassert>
-#include <charconv>
 #include <memory>
 
 namespace velmo {
@@ -115,11 +113,21 @@ json toolReply(std::string text, bool isError) {
 namespace {
 
 // The message of a failure as the agent should read it.
+// Where an agent finds the names a failed lookup could have used; the core names no tools.
+std::string whereToLook(NotFound missing) {
+    switch (missing) {
+    case NotFound::clip: return " Call get_project to list clip ids.";
+    case NotFound::synthParameter: return " Call describe_synth for the full list.";
+    case NotFound::none: break;
+    }
+    return "";
+}
+
 std::string failureMessage(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const UserError& error) {
-        return error.message();
+        return error.message() + whereToLook(error.notFound);
     } catch (const std::exception& error) {
         return error.what();
     } catch (...) {
@@ -150,7 +158,7 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
         } else {
             try {
                 // Strict: text that is not UTF-8 fails here rather than reaching the agent.
-                text = tidyNumbers(std::get<json>(value).dump(2));
+                text = std::get<json>(value).dump(2);
             } catch (const std::exception& error) {
                 return fail(error.what());
             }
@@ -162,7 +170,6 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
     // A completion that runs twice (a handler fault) must not answer twice.
     auto once = std::make_shared<bool>(false);
     ToolCompletion completion = [finish = std::move(finish), once](ToolOutcome outcome) mutable {
-        assert(!*once && "a tool handler completed twice");
         if (*once) return;
         *once = true;
         finish(std::move(outcome));
@@ -208,64 +215,6 @@ std::string summarize(const json& arguments) {
         }
     }
     return summary;
-}
-
-namespace {
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// The shortest text that reads back as `value`, keeping a decimal point so that the number
-// stays a floating-point one for JSON readers that tell integers apart.
-std::string shortestText(double value) {
-    char buffer[64];
-    auto [end, error] = std::to_chars(buffer, buffer + sizeof buffer, value);
-    if (error != std::errc()) return {};
-    std::string text(buffer, end);
-    if (text.find_first_of(".eEn") == std::string::npos) text += ".0";
-    return text;
-}
-
-} // namespace
-
-std::string tidyNumbers(std::string text) {
-    // A hand-written scan for -?\d+\.\d{12,}: std::regex recurses per character and would
-    // overflow the stack on a long reply. Matches are leftmost and do not overlap, as a regex
-    // search finds them.
-    struct Match {
-        std::size_t begin, end;
-    };
-    std::vector<Match> matches;
-    std::size_t i = 0;
-    while (i < text.size()) {
-        if (!isDigit(text[i]) || (i > 0 && isDigit(text[i - 1]))) {
-            ++i;
-            continue;
-        }
-        std::size_t begin = (i > 0 && text[i - 1] == '-') ? i - 1 : i;
-        std::size_t j = i;
-        while (j < text.size() && isDigit(text[j])) ++j;
-        if (j < text.size() && text[j] == '.') {
-            std::size_t k = j + 1;
-            while (k < text.size() && isDigit(text[k])) ++k;
-            if (k - (j + 1) >= 12) {
-                matches.push_back({begin, k});
-                i = k;
-                continue;
-            }
-        }
-        i = j;
-    }
-    for (auto match = matches.rbegin(); match != matches.rend(); ++match) {
-        double value = 0;
-        const char* first = text.data() + match->begin;
-        const char* last = text.data() + match->end;
-        auto [end, error] = std::from_chars(first, last, value);
-        if (error != std::errc() || end != last) continue;
-        std::string shortest = shortestText(value);
-        if (shortest.empty()) continue;
-        text.replace(match->begin, match->end - match->begin, shortest);
-    }
-    return text;
 }
 
 } // namespace velmo

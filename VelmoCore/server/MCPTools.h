@@ -86,8 +86,4 @@ nlohmann::json toolReply(std::string text, bool isError);
 // arrays as their count, objects as up to three keys, other values cut at 40 characters.
 std::string summarize(const nlohmann::json& arguments);
 
-// Replaces every decimal with twelve or more fractional digits (the traces of binary floating
-// point, like 0.10000000000000001) by the shortest text that reads back as the same double.
-std::string tidyNumbers(std::string text);
-
 } // namespace velmo

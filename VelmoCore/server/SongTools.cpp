@@ -1,5 +1,6 @@
 #include "Studio/Studio.h"
 #include "base/NumberText.h"
+#include "catalog/SongRanges.h"
 #include "server/JSONViews.h"
 #include "server/MCPTools.h"
 #include "server/ToolGroups.h"
@@ -112,11 +113,11 @@ ToolDef setSongTool(MCPTools& tools) {
             // Never fails: every value is corrected rather than refused.
             studio.mutate([&](Project& p) {
                 if (auto name = arguments.string("name")) p.name = *name;
-                if (auto tempo = arguments.num("tempo")) p.tempo = std::clamp(*tempo, 20.0, 300.0);
+                if (auto tempo = arguments.num("tempo")) p.tempo = kTempoRange.clamp(*tempo);
                 if (auto beats = arguments.integer("beats_per_bar")) p.beatsPerBar = clampedBeatsPerBar(*beats);
                 if (auto unit = arguments.integer("beat_unit"); unit && (*unit == 2 || *unit == 4 || *unit == 8 || *unit == 16))
                     p.beatUnit = static_cast<int>(*unit);
-                if (auto volume = arguments.num("master_volume_db")) p.masterVolumeDb = std::clamp(*volume, -60.0, 6.0);
+                if (auto volume = arguments.num("master_volume_db")) p.masterVolumeDb = kVolumeDbRange.clamp(*volume);
                 if (auto enabled = arguments.boolean("loop_enabled")) p.loopEnabled = *enabled;
                 if (auto start = arguments.num("loop_start")) p.loopStart = *start >= 0 ? *start : 0.0;
                 // Against the start as it is now, possibly just set. A new start alone may leave

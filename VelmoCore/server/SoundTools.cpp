@@ -3,6 +3,7 @@
 // leaves the project as it was.
 #include "Studio/Studio.h"
 #include "catalog/Presets.h"
+#include "catalog/SongRanges.h"
 #include "catalog/SynthPatchPaths.h"
 #include "model/Unicode.h"
 #include "server/JSONViews.h"
@@ -115,8 +116,8 @@ ToolDef addTrackTool(MCPTools& tools) {
             const auto pan = arguments.num("pan");
             if (volume || pan) {
                 studio.updateTrack(index, std::nullopt, [&](Track& track) {
-                    if (volume) track.volumeDb = std::clamp(*volume, -60.0, 6.0);
-                    if (pan) track.pan = std::clamp(*pan, -1.0, 1.0);
+                    if (volume) track.volumeDb = kVolumeDbRange.clamp(*volume);
+                    if (pan) track.pan = kPanRange.clamp(*pan);
                 });
             }
             const Track& track = studio.project().tracks[index];
@@ -152,8 +153,8 @@ ToolDef updateTrackTool(MCPTools& tools) {
             const auto color = arguments.integer("color");
             studio.updateTrack(index, std::nullopt, [&](Track& track) {
                 if (name) track.name = *name;
-                if (volume) track.volumeDb = std::clamp(*volume, -60.0, 6.0);
-                if (pan) track.pan = std::clamp(*pan, -1.0, 1.0);
+                if (volume) track.volumeDb = kVolumeDbRange.clamp(*volume);
+                if (pan) track.pan = kPanRange.clamp(*pan);
                 if (mute) track.mute = *mute;
                 if (solo) track.solo = *solo;
                 // Masked, not clamped: colours cycle, so 9 is 1 and -1 is 7.

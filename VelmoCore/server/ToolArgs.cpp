@@ -1,8 +1,8 @@
 #include "server/ToolArgs.h"
 
+#include "base/NumberText.h"
 #include "model/Unicode.h"
 
-#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -16,28 +16,6 @@ const nlohmann::json* ToolArgs::value(const std::string& key) const {
     return found == object_.end() ? nullptr : &*found;
 }
 
-std::optional<double> parseNumber(std::string_view text) {
-    // Parsed without the C library's strtod, whose decimal separator follows the process locale
-    // (which a desktop toolkit sets from the user's environment).
-    bool negative = false;
-    if (!text.empty() && (text.front() == '+' || text.front() == '-')) {
-        negative = text.front() == '-';
-        text.remove_prefix(1);
-        if (text.empty() || text.front() == '+' || text.front() == '-') return std::nullopt;
-    }
-    auto format = std::chars_format::general;
-    if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-        format = std::chars_format::hex;
-        text.remove_prefix(2);
-    }
-    if (text.empty()) return std::nullopt;
-    double value = 0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, format);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    if (!std::isfinite(value)) return std::nullopt;
-    return negative ? -value : value;
-}
-
 std::optional<double> ToolArgs::num(const std::string& key) const {
     const nlohmann::json* v = value(key);
     if (!v) return std::nullopt;
@@ -46,7 +24,10 @@ std::optional<double> ToolArgs::num(const std::string& key) const {
         if (!std::isfinite(number)) return std::nullopt;
         return number;
     }
-    if (v->is_string()) return parseNumber(v->get_ref<const std::string&>());
+    if (v->is_string()) {
+        auto number = parseNumber(v->get_ref<const std::string&>());
+        if (number && std::isfinite(*number)) return number;
+    }
     return std::nullopt;
 }
 

@@ -21,14 +21,14 @@ public:
     // The raw value under `key`, or null when absent.
     const nlohmann::json* value(const std::string& key) const;
 
-    // A JSON number, or a string that parses whole as a floating-point number ("1.5", "-2e3",
-    // "+4"; not " 1", "", "1.5x"). Non-finite values count as absent, so no tool ever stores
-    // an infinity or NaN into the song.
+    // A JSON number, or a string that parseNumber reads whole ("1.5", "-2e3", "+4", "0x10";
+    // not " 1", "", "1.5x"). Non-finite values count as absent, so no tool ever stores an
+    // infinity or NaN into the song.
     std::optional<double> num(const std::string& key) const;
 
     // A JSON boolean, or a number that is exactly 0 or 1. A string is true when lower-cased it
-    // is "true", "yes", "on" or "1", and false for any other string. (`bool` in the design;
-    // that word is taken in C++.)
+    // is "true", "yes", "on" or "1", and false for any other string. (Not `bool`: that word is
+    // taken in C++.)
     std::optional<bool> boolean(const std::string& key) const;
 
     // The value if it is a JSON string.
@@ -40,8 +40,5 @@ public:
 private:
     nlohmann::json object_;
 };
-
-// The `num` reading of one text, exposed for tools that parse numbers inside strings.
-std::optional<double> parseNumber(std::string_view text);
 
 } // namespace velmo

@@ -3,6 +3,7 @@
 // runs per sample and holds no transcendental call.
 #pragma once
 
+#include "base/Decibels.h"
 #include "model/SynthPatch.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@ namespace velmo {
 struct ADSR {
     enum class Stage { idle, attack, decay, sustain, release };
 
-    static constexpr double kLn1000 = 6.907755;     // decay and release times are to -60 dB
     static constexpr double kMinTime = 0.0005;      // seconds: floor of every stage time
     static constexpr double kDecayExit = 0.0001;    // absolute distance to sustain that ends the decay
     static constexpr double kReleaseFloor = 0.00001; // level under which a release ends

@@ -1,5 +1,7 @@
 #include "synth/ModalGen.h"
 
+#include "base/Decibels.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -8,7 +10,6 @@ namespace velmo {
 
 namespace {
 
-constexpr double kLn1000 = 6.907755;              // 60 dB times
 constexpr double kMaxAngle = 2.827433388230814;   // 0.9π: modes at or above 0.45 × sr are out
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 

@@ -67,7 +67,7 @@ TEST(Resolvers, EffectAndClipReferences) {
 
     json c3 = "c3", c9 = "c9", number = 3;
     EXPECT_EQ(studio.clipLocation(&c3), (ClipLocation{0, 1}));
-    EXPECT_EQ(failure([&] { studio.clipLocation(&c9); }), "No clip 'c9'. Call get_project to list clip ids.");
+    EXPECT_EQ(failure([&] { studio.clipLocation(&c9); }), "No clip 'c9'.");
     EXPECT_EQ(failure([&] { studio.clipLocation(&number); }), "Missing 'clip' id (e.g. \"c4\").");
     EXPECT_EQ(studio.clip("c2")->name, "A");
     EXPECT_EQ(studio.clip("c9"), nullptr);
@@ -139,8 +139,7 @@ TEST(ClipOperations, DefaultsAndClamps) {
     EXPECT_EQ(studio.clip("c2")->length, 0.25);
     studio.updateClip("c2", std::nullopt, [](Clip& c) { c.start = 20; });
     EXPECT_EQ(studio.project().tracks[0].clips.back().id, "c2") << "clips stay sorted by start";
-    EXPECT_EQ(failure([&] { studio.updateClip("c99", std::nullopt, [](Clip&) {}); }),
-              "No clip 'c99'. Call get_project to list clip ids.");
+    EXPECT_EQ(failure([&] { studio.updateClip("c99", std::nullopt, [](Clip&) {}); }), "No clip 'c99'.");
 }
 
 TEST(ClipOperations, MoveDuplicateRemoveAndNotes) {

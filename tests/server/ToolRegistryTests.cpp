@@ -28,14 +28,13 @@ std::string text(const json& reply) { return reply["content"][0]["text"]; }
 } // namespace
 
 TEST(ToolArgs, ForgivingReadings) {
-    ToolArgs args(json::parse(R"({"n":2,"f":1.5,"s":"1.5","plus":"+4","bad":"1.5x","lead":" 1","empty":"",
-        "inf":"inf","hex":"0x10","t":true,"one":1,"two":2,"TRUE":"TRUE","no":"no","maybe":"maybe","yes":"Yes",
+    ToolArgs args(json::parse(R"({"n":2,"f":1.5,"s":"1.5","bad":"1.5x","inf":"inf","over":"1e400","t":true,"one":1,
+        "two":2,"TRUE":"TRUE","no":"no","maybe":"maybe","yes":"Yes",
         "half":2.5,"mhalf":-2.5,"huge":1e300,"arr":[1]})"));
     EXPECT_EQ(args.num("n"), 2.0);
     EXPECT_EQ(args.num("s"), 1.5);
-    EXPECT_EQ(args.num("plus"), 4.0);
-    EXPECT_EQ(args.num("hex"), 16.0);
-    for (const char* absent : {"bad", "lead", "empty", "inf", "t", "arr", "missing"})
+    // Texts read as parseNumber reads them; what is not finite is absent.
+    for (const char* absent : {"bad", "inf", "over", "t", "arr", "missing"})
         EXPECT_EQ(args.num(absent), std::nullopt) << absent;
 
     using Bool = std::optional<bool>;
@@ -52,18 +51,13 @@ TEST(ToolArgs, ForgivingReadings) {
     EXPECT_EQ(ToolArgs(json::array({1})).json(), json::object());
 }
 
-TEST(ToolRegistry, SummarizeTidyNumbersAndSchemas) {
+TEST(ToolRegistry, SummarizeAndSchemas) {
     EXPECT_EQ(summarize(json::object()), "");
     EXPECT_EQ(summarize(json::parse(R"({"e":5,"d":"x","c":[1,2,3],"b":{"z":1,"y":2,"x":3,"w":4},"a":true})")),
               "a: true  b: {w, x, y, …}  c: [3]  d: x");
     EXPECT_EQ(summarize(json{{"o", {{"k", 1}}}}), "o: {k}");
     EXPECT_EQ(summarize(json{{"name", std::string(39, 'a') + "éé"}}), "name: " + std::string(39, 'a') + "é…");
     EXPECT_EQ(summarize(json{{"tempo", 128.5}}), "tempo: 128.5");
-
-    EXPECT_EQ(tidyNumbers("{\"a\": 0.10000000000000001, \"b\": -2.300000000000000"), "{\"a\": 0.1, \"b\": -2.3");
-    EXPECT_EQ(tidyNumbers("[12, 0.12345678901, 1.5]"), "[12, 0.12345678901, 1.5]");
-    EXPECT_EQ(tidyNumbers("3.000000000000"), "3.0");
-    EXPECT_EQ(tidyNumbers("x1.5.123456789012345y"), "x1.5.123456789012345y");
 
     using namespace schema;
     EXPECT_EQ(O(nullptr, {})["required"], json::array()) << "never null: clients read it as a list";
