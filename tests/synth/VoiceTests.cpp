@@ -86,6 +86,24 @@ TEST(Voice, NoteStartsSustainsAndReleasesToIdle) {
     EXPECT_NEAR(frames, expectedFrames, 40.0);
 }
 
+// Every pitched engine with its default sound, filter open, is within a cent of equal
+// temperament from C1 to C7, measured by the phase advance of the fundamental.
+TEST(Voice, EveryPitchedEngineIsInTuneFromC1ToC7) {
+    for (EngineKind engine : allCases<EngineKind>()) {
+        if (engine == EngineKind::drums) continue;
+        SynthPatch p;
+        p.engine = engine;
+        p.filter.type = FilterType::off;
+        for (int note = 24; note <= 96; note += 36) {
+            const double f = hz(note);
+            const size_t period = static_cast<size_t>(kSr / f);
+            const std::vector<double> out = steady(p, note, static_cast<int>(period * 33)).left;
+            EXPECT_NEAR(cents(frequencyNear(out, f, kSr, 0, period * 16, period * 16), f), 0.0, 1.0)
+                << toString(engine) << " at note " << note;
+        }
+    }
+}
+
 // Seven unison copies make the two sides differ: the voice must keep them apart.
 TEST(Voice, OutputIsGeneratorTimesEnvelopeTimesVelocityGain) {
     SynthPatch patch;
