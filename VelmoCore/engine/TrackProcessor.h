@@ -5,6 +5,7 @@
 // pending note-offs run on through an edit.
 #pragma once
 
+#include "dsp/Biquad.h"
 #include "effects/EffectChain.h"
 #include "engine/CompiledProject.h"
 #include "midi/MIDISender.h"
@@ -71,8 +72,8 @@ public:
     void noteOffPitch(int pitch); // every note of a pitch, for the live keyboard
     void allNotesOff();           // releases everything; voices ring through their release
     void flushMIDI(bool panic);
-    // Silences every voice at once, with no release: when the engine or voice mode changes, and
-    // on the core's panic.
+    // Silences every voice at once, with no release, and clears the DC blocker's memory of
+    // them: when the engine or voice mode changes, and on the core's panic.
     void hardStopVoices();
 
     // Ends every pending note-off now and forgets them (a loop wrap, a seek).
@@ -125,6 +126,8 @@ private:
     std::vector<std::int64_t> scratchTags_; // snapshot of tags for noteOffPitch
     std::array<float, blockFrames> mixL_{};
     std::array<float, blockFrames> mixR_{};
+    std::array<Biquad, 2> dcL_; // the track's DC blocker, after its effects
+    std::array<Biquad, 2> dcR_;
     float peak_ = 0;
     double sumSquares_ = 0;
     std::int64_t sampleCount_ = 0;

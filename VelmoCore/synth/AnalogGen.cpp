@@ -36,7 +36,10 @@ inline double waveAt(double phase, double d, double width, const float* sine) {
         return step(phase, 0.5, d);
     } else {
         static_assert(W == OscWave::pulse);
-        return step(phase, width, d);
+        // A pulse of width w has the mean 2w − 1. It is known exactly, so it is taken out here
+        // rather than by a high-pass: that removes the DC of any width and the sub-audio wobble
+        // that pulse-width modulation would otherwise leave, with no change to the tone.
+        return step(phase, width, d) - (2.0 * width - 1.0);
     }
 }
 

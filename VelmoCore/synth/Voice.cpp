@@ -97,7 +97,7 @@ void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std:
         if (fresh) additive.start();
         break;
     // Struck engines always start from scratch, even on a sounding voice.
-    case EngineKind::pluck: pluck.start(freq, velocity, sampleRate); break;
+    case EngineKind::pluck: pluck.start(freq, velocity, patch.pluck, sampleRate); break;
     case EngineKind::modal: modal.start(freq, velocity, patch.modal, sampleRate); break;
     case EngineKind::drums: drum.start(pitch, velocity, patch.drums, sampleRate); break;
     }

@@ -102,6 +102,15 @@ inline double lowpass12Gain(double f, double fc, double res, double sr = kSr) {
     return 1.0 / std::abs(std::complex<double>(1.0 - w * w, (2.0 - 1.96 * res) * w));
 }
 
+// Level in dB (full scale 1) of the part of x below `limit` Hz, DC included, from the bins of
+// its Hann-windowed spectrum: the window keeps a note's own partials out of the low bins.
+inline double levelBelowDb(const std::vector<double>& x, double limit, double sr) {
+    const double n = static_cast<double>(x.size());
+    double power = 0.0;
+    for (int k = 0; k * sr / n <= limit; ++k) power += (k == 0 ? 1.0 : 2.0) * std::norm(correlate(x, k * sr / n, sr, 0, x.size(), true));
+    return 10.0 * std::log10(power / (n * (3.0 * n / 8.0)) + 1e-30); // 3n/8: the Hann window's energy
+}
+
 inline double cents(double f, double reference) { return 1200.0 * std::log2(f / reference); }
 
 inline std::vector<double> slice(const std::vector<double>& x, size_t from, size_t length) {

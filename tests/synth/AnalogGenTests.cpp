@@ -107,6 +107,26 @@ TEST(AnalogGen, PulseWidthAndFrequencyClamp) {
     EXPECT_EQ(renderFrames(gen, saw, 40000.0, 64).left, renderFrames(gen, saw, 30000.0, 64).left);
 }
 
+// A pulse's known mean is taken out: no width leaves DC, and a width swept at 3 Hz (as an LFO
+// would, a step per block) leaves nothing under 10 Hz. The level below 10 Hz includes DC.
+TEST(AnalogGen, PulseCarriesNoDCAtAnyWidthNorUnderModulation) {
+    AnalogGen gen;
+    gen.start();
+    AnalogParams p = single(OscWave::pulse);
+    for (double width : {0.03, 0.1, 0.3, 0.7, 0.97}) {
+        p.osc1.pulseWidth = width;
+        EXPECT_LT(levelBelowDb(renderFrames(gen, p, hz(48), 48000).left, 10.0, kSr), -60.0) << "width " << width;
+    }
+    p.osc1.pulseWidth = 0.5;
+    int block = 0;
+    const Stereo swept = test::renderStereo(48000, [&](int n, float* l, float* r) {
+        ModValues m;
+        m.pulseWidth = std::sin(2.0 * std::numbers::pi * 3.0 * 32.0 * block++ / kSr);
+        gen.render(n, hz(48), m, p, kSr, l, r);
+    });
+    EXPECT_LT(levelBelowDb(swept.left, 10.0, kSr), -60.0) << "pulse-width modulation";
+}
+
 TEST(AnalogGen, SubOscillatorIsASquareAnOctaveBelowOscillatorOne) {
     AnalogGen gen;
     gen.start();

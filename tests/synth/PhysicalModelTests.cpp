@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <string>
 #include <vector>
 
 using namespace velmo;
@@ -18,7 +19,7 @@ using namespace velmo::test;
 namespace {
 
 std::vector<double> pluck(PluckGen& g, double freq, const PluckParams& p, int frames, bool start = true) {
-    if (start) g.start(freq, 1.0, kSr);
+    if (start) g.start(freq, 1.0, p, kSr);
     return renderBlocks(frames, [&](float* l, float* r) { g.render(32, freq, p, kSr, l, r); });
 }
 
@@ -29,26 +30,52 @@ std::vector<double> strike(ModalGen& g, double freq, const ModalParams& p, int f
 
 } // namespace
 
-// The loop is the line's delay plus the low-pass's own lag, so the string sounds at a loop of
-// period − 0.5 samples whatever the damping (the low-pass's delay falls a little with frequency,
-// hence 2 cents on high notes): measured per note against that loop length, and against the note.
-TEST(PluckGen, PitchFollowsTheLoopAtEveryDamping) {
-    for (int note = 28; note <= 96; note += 4) {
+// The all-pass gives the loop its fraction of a sample, so every note is in tune at every
+// damping, C1 to C7, measured by the phase advance of the fundamental.
+TEST(PluckGen, InTuneFromC1ToC7AtEveryDamping) {
+    for (int note = 24; note <= 96; note += 6) {
         const double f = hz(note);
-        const double loopHz = kSr / (PluckGen::periodFor(f, kSr) - 0.5);
         const size_t period = static_cast<size_t>(kSr / f);
-        for (double damping : {0.0, 0.35, 0.6}) {
-            if (damping > 0.5 && note > 84) continue; // the loop's low-pass leaves almost no harmonic to measure
+        for (double damping : {0.0, 0.35, 1.0}) {
             PluckParams p;
             p.damping = damping;
             p.decay = 20.0;
             PluckGen g;
-            g.rng = Rand::seeded(static_cast<std::uint32_t>(note));
-            std::vector<double> out = pluck(g, f, p, static_cast<int>(period * 40 + 8000));
+            std::vector<double> out = pluck(g, f, p, static_cast<int>(period * 36 + 4000));
             const double measured = frequencyNear(out, f, kSr, 4000, period * 16, period * 16);
-            EXPECT_NEAR(cents(measured, loopHz), 0.0, 2.0) << "note " << note << ", damping " << damping;
-            if (note <= 60) {
-                EXPECT_NEAR(cents(measured, f), 0.0, 5.0) << "note " << note << ", damping " << damping;
+            EXPECT_NEAR(cents(measured, f), 0.0, 1.0) << "note " << note << ", damping " << damping;
+        }
+    }
+}
+
+// `decay` is the fundamental's time to -60 dB, measured by its slope over the ring. Damping
+// leaves it alone and makes the upper partials die sooner: with none, the third harmonic rings as
+// long as the fundamental; from a third up, at most half as long.
+TEST(PluckGen, DecayIsTheFundamentalsSixtyDecibelTime) {
+    struct Case { double decay, damping; };
+    for (const Case c : {Case{3.0, 0.0}, Case{3.0, 0.35}, Case{0.4, 0.8}, Case{1.0, 1.0}}) {
+        for (int note = 36; note <= 84; note += 12) {
+            const double f = hz(note);
+            PluckParams p;
+            p.decay = c.decay;
+            p.damping = c.damping;
+            PluckGen g;
+            const size_t from = 4800, window = 2400;
+            std::vector<double> out = pluck(g, f, p, static_cast<int>(from + kSr + window));
+            auto t60 = [&](double freq, double span) {
+                const size_t gap = static_cast<size_t>(span * kSr);
+                const double dB = 20.0 * std::log10(windowedAmplitudeAt(out, freq, kSr, from + gap, window) /
+                                                    windowedAmplitudeAt(out, freq, kSr, from, window));
+                return -60.0 * span / dB;
+            };
+            const std::string what = "note " + std::to_string(note) + ", decay " + std::to_string(c.decay) +
+                                     ", damping " + std::to_string(c.damping);
+            EXPECT_NEAR(t60(f, std::min(c.decay / 3.0, 0.5)), c.decay, 0.2 * c.decay) << what;
+            const double third = t60(3 * f, std::min(c.decay / (3.0 + 20.0 * c.damping), 0.5));
+            if (c.damping == 0.0) {
+                EXPECT_NEAR(third, c.decay, 0.2 * c.decay) << what << ", third harmonic";
+            } else {
+                EXPECT_LT(third, 0.5 * c.decay) << what << ", third harmonic";
             }
         }
     }
@@ -59,11 +86,11 @@ TEST(PluckGen, PeriodClampsAndBurstLength) {
     p.damping = 0.0;
     p.decay = 20.0;
     PluckGen low;
-    low.start(5.0, 1.0, kSr);
+    low.start(5.0, 1.0, p, kSr);
     EXPECT_EQ(low.exciteLeft, 4000) << "a note below sr / 4000 is held at the longest period";
 
     PluckGen high;
-    high.start(30000.0, 1.0, kSr);
+    high.start(30000.0, 1.0, p, kSr);
     EXPECT_EQ(high.exciteLeft, 2) << "above sr / 2 the period is 2";
     p.damping = 1.0; // the delay would fall under 1 sample: it stays at 1
     const double peak = peakOf(pluck(high, 30000.0, p, 4800, false));
@@ -81,8 +108,8 @@ TEST(PluckGen, PickPositionCancelsTheHarmonicsWithANodeThere) {
     PluckGen a, b;
     a.rng = b.rng = Rand::seeded(11);
     std::vector<double> x = pluck(a, f, half, 24000), y = pluck(b, f, quarter, 24000);
-    const double loopHz = kSr / 199.5;
-    std::vector<double> tailX = slice(x, 4000, 19950), tailY = slice(y, 4000, 19950);
+    const double loopHz = kSr / 200.0;
+    std::vector<double> tailX = slice(x, 4000, 20000), tailY = slice(y, 4000, 20000);
     EXPECT_NEAR(amplitudeAt(tailX, 2 * loopHz, kSr) / amplitudeAt(tailY, 2 * loopHz, kSr), 0.2 / 1.8, 0.01);
     const double oddRatio = amplitudeAt(tailX, loopHz, kSr) / amplitudeAt(tailY, loopHz, kSr);
     EXPECT_NEAR(oddRatio, 1.8 / std::sqrt(1.0 + 0.64), 0.03);

@@ -86,6 +86,24 @@ TEST(Voice, NoteStartsSustainsAndReleasesToIdle) {
     EXPECT_NEAR(frames, expectedFrames, 40.0);
 }
 
+// Every pitched engine with its default sound, filter open, is within a cent of equal
+// temperament from C1 to C7, measured by the phase advance of the fundamental.
+TEST(Voice, EveryPitchedEngineIsInTuneFromC1ToC7) {
+    for (EngineKind engine : allCases<EngineKind>()) {
+        if (engine == EngineKind::drums) continue;
+        SynthPatch p;
+        p.engine = engine;
+        p.filter.type = FilterType::off;
+        for (int note = 24; note <= 96; note += 36) {
+            const double f = hz(note);
+            const size_t period = static_cast<size_t>(kSr / f);
+            const std::vector<double> out = steady(p, note, static_cast<int>(period * 33)).left;
+            EXPECT_NEAR(cents(frequencyNear(out, f, kSr, 0, period * 16, period * 16), f), 0.0, 1.0)
+                << toString(engine) << " at note " << note;
+        }
+    }
+}
+
 // Seven unison copies make the two sides differ: the voice must keep them apart.
 TEST(Voice, OutputIsGeneratorTimesEnvelopeTimesVelocityGain) {
     SynthPatch patch;
@@ -172,9 +190,12 @@ TEST(Voice, EachModulationDestinationActs) {
     SynthPatch pw = with(D::pulseWidth, 1.0);
     pw.analog.osc1.wave = OscWave::pulse;
     pw.analog.osc1.pulseWidth = 0.5;
-    double mean = 0.0;
-    for (double x : steady(pw, 69).left) mean += x / 48000.0;
-    EXPECT_NEAR(mean, 2.0 * (0.5 + 0.45) - 1.0, 5e-3) << "pulse width: 0.45 per unit";
+    // The width is the fraction of samples above the midpoint between the pulse's two levels.
+    const std::vector<double> pulse = steady(pw, 69).left;
+    const auto [low, top] = std::minmax_element(pulse.begin(), pulse.end());
+    const double mid = (*low + *top) / 2.0;
+    const double high = static_cast<double>(std::count_if(pulse.begin(), pulse.end(), [&](double x) { return x > mid; }));
+    EXPECT_NEAR(high / static_cast<double>(pulse.size()), 0.5 + 0.45, 5e-3) << "pulse width: 0.45 per unit";
     SynthPatch noise = with(D::noise, 0.5);
     noise.analog.osc1.level = 0.0;
     EXPECT_NEAR(std::sqrt(meanSquare(steady(noise, 69).left)), 0.5 / std::sqrt(3.0), 5e-3) << "noise: uniform white at the level";
