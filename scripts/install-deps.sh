@@ -19,6 +19,7 @@ packages=(
   dpkg-dev file        # `make package`: dpkg-shlibdeps computes the package's dependencies
   qt6-base-dev         # the desktop window (Qt Widgets; QTest for its tests)
   qt6-qpa-plugins      # Qt's X11/Wayland and offscreen platforms
+  libxcb1-dev          # asking the X server whether a window can open
   xvfb xauth           # tests run the real window in a virtual X server (xvfb-run)
   fonts-dejavu-core    # a font for the window on machines with none
 )
