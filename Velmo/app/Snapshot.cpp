@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPixmap>
+#include <QSaveFile>
 #include <QTimer>
 #include <QWidget>
 
@@ -19,7 +20,10 @@ void scheduleSnapshot() {
             const auto area = [](QWidget* w) { return static_cast<long long>(w->width()) * w->height(); };
             if (!largest || area(window) > area(largest)) largest = window;
         }
-        if (largest) largest->grab().save(to, "PNG");
+        if (!largest) return;
+        // Written whole or not at all: whoever waits for the file never reads half a picture.
+        QSaveFile file(to);
+        if (file.open(QIODevice::WriteOnly) && largest->grab().save(&file, "PNG")) file.commit();
     });
 }
 

@@ -11,7 +11,7 @@
 namespace velmo {
 
 QString musicalPosition(double beat, int beatsPerBar) {
-    // Whole sixteenths first, so a beat a hair below a boundary does not read as the next one.
+    // A beat a rounding error below a sixteenth reads as that sixteenth, not the one before.
     const long long sixteenths = static_cast<long long>(std::floor(std::max(beat, 0.0) * 4 + 1e-9));
     const long long beats = sixteenths / 4;
     const int perBar = std::max(beatsPerBar, 1);
