@@ -7,6 +7,7 @@
 #include "pianoroll/PianoRollCanvas.h"
 #include "pianoroll/PianoRollView.h"
 #include "transport/TransportBar.h"
+#include "app/Loopback.h"
 
 #include <QApplication>
 #include <QImage>
@@ -14,10 +15,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -95,25 +92,6 @@ void paintTransportBar(AppModel& model) {
                 percentile(times, 0.99));
 }
 
-std::string post(std::uint16_t port, const std::string& body) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    std::string response;
-    if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-        const std::string request = "POST /mcp HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nContent-Type: "
-                                    "application/json\r\nContent-Length: " +
-                                    std::to_string(body.size()) + "\r\n\r\n" + body;
-        ::send(fd, request.data(), request.size(), MSG_NOSIGNAL);
-        char buffer[4096];
-        for (ssize_t n; (n = ::recv(fd, buffer, sizeof buffer, 0)) > 0;) response.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(fd);
-    return response;
-}
-
 void mainQueueLatency(QtMainQueue& queue, AppModel& model) {
     while (!model.server().boundPort()) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     const std::uint16_t port = model.server().boundPort();
@@ -131,9 +109,9 @@ void mainQueueLatency(QtMainQueue& queue, AppModel& model) {
     std::thread agent([&] {
         auto next = Clock::now();
         for (int i = 0; running; ++i) {
-            post(port, R"({"jsonrpc":"2.0","id":1,"method":"tools/call","params":{"name":"add_notes","arguments":)"
-                       R"({"clip":"c4","replace":true,"notes":[{"pitch":)" + std::to_string(36 + i % 24) +
-                           R"(,"start":0,"duration":1}]}}})");
+            callTool(port, "add_notes",
+                     R"({"clip":"c4","replace":true,"notes":[{"pitch":)" + std::to_string(36 + i % 24) +
+                         R"(,"start":0,"duration":1}]})");
             ++calls;
             next += std::chrono::milliseconds(10);
             std::this_thread::sleep_until(next);

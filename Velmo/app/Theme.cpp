@@ -1,6 +1,7 @@
 #include "Theme.h"
 
 #include <QApplication>
+#include <QPainter>
 #include <QPalette>
 
 #include <array>
@@ -44,6 +45,13 @@ void setDark(bool dark) {
     qt.setColor(QPalette::Disabled, QPalette::WindowText, p.ink3);
     qt.setColor(QPalette::Disabled, QPalette::ButtonText, p.ink3);
     QApplication::setPalette(qt);
+}
+
+void paintWell(QPainter& painter, const QRectF& rect, double radius) {
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(palette().inset);
+    painter.drawRoundedRect(rect, radius, radius);
 }
 
 QColor trackColor(int index) {

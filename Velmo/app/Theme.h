@@ -3,7 +3,10 @@
 #pragma once
 
 #include <QColor>
+#include <QRectF>
 #include <QString>
+
+class QPainter;
 
 namespace velmo {
 
@@ -27,6 +30,9 @@ inline const QColor accent = orange;
 
 // A track's `colorIndex`, taken modulo eight.
 QColor trackColor(int index);
+// The sunken well that readouts and scopes sit in: a rounded rectangle in `inset`, antialiased.
+void paintWell(QPainter& painter, const QRectF& rect, double radius = 6);
+
 // `blue` for the engine's own sections, then by name.
 QColor sectionColor(const QString& name, bool isEngine);
 

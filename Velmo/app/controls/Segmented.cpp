@@ -39,10 +39,7 @@ int Segmented::itemAt(double x) const {
 void Segmented::paintEvent(QPaintEvent*) {
     const Palette& p = Theme::palette();
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(p.inset);
-    painter.drawRoundedRect(rect(), 6, 6);
+    Theme::paintWell(painter, rect());
     const double w = itemWidth();
     for (int i = 0; i < items_.size(); ++i) {
         const QRectF cell(2 + i * w, 2, w, height() - 4);

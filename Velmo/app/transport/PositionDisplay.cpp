@@ -35,10 +35,7 @@ void PositionDisplay::paintEvent(QPaintEvent*) {
     const Palette& p = Theme::palette();
     Studio& studio = signals_.studio();
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(p.inset);
-    painter.drawRoundedRect(rect(), 6, 6);
+    Theme::paintWell(painter, rect());
     QFont font("DejaVu Sans Mono");
     font.setStyleHint(QFont::Monospace);
     font.setPixelSize(15);

@@ -20,10 +20,7 @@ void Scope::setSamples(const std::vector<float>& samples) {
 void Scope::paintEvent(QPaintEvent*) {
     const Palette& p = Theme::palette();
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(p.inset);
-    painter.drawRoundedRect(rect(), 6, 6);
+    Theme::paintWell(painter, rect());
     const double mid = height() / 2.0;
     painter.setPen(QPen(p.line, 1));
     painter.drawLine(QPointF(4, mid), QPointF(width() - 4, mid));
