@@ -1,7 +1,9 @@
-// velmo: the studio program. Until the window exists it always runs headless: one Studio on the
-// demo song, the agent server on the loopback interface, served until Ctrl-C or SIGTERM.
-// `velmo render` and `velmo analyze` render a project file offline instead.
+// velmo: the studio program. With a display it opens the window; with --headless, or when no
+// display can be opened, it runs the same Studio on the demo song and the agent server on the
+// loopback interface without one, until Ctrl-C or SIGTERM. `velmo render` and `velmo analyze`
+// render a project file offline instead.
 #include "RenderCommand.h"
+#include "RunWindow.h"
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "server/MCPDispatcher.h"
@@ -33,8 +35,12 @@ void printUsage(std::FILE* to) {
 
 int main(int argc, char** argv) {
     if (int status = runRenderCommand(argc, argv); status >= 0) return status;
+    bool headless = false;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--headless") == 0) continue;
+        if (std::strcmp(argv[i], "--headless") == 0) {
+            headless = true;
+            continue;
+        }
         if (std::strcmp(argv[i], "--version") == 0) {
             std::printf("velmo %.*s\n", int(VelmoInfo::version.size()), VelmoInfo::version.data());
             return 0;
@@ -49,6 +55,7 @@ int main(int argc, char** argv) {
     }
     // A client that disappears mid-response must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
+    if (!headless && displayAvailable()) return runWindow(argc, argv);
 
     HeadlessMainQueue mainQueue;
     Studio studio(Studio::demoProject());

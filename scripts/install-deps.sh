@@ -17,6 +17,11 @@ packages=(
   libclang-rt-14-dev   # clang's sanitizer and libFuzzer runtimes, which `clang` does not pull in
   desktop-file-utils   # the install test validates the desktop entry
   dpkg-dev file        # `make package`: dpkg-shlibdeps computes the package's dependencies
+  qt6-base-dev         # the desktop window (Qt Widgets; QTest for its tests)
+  qt6-qpa-plugins      # Qt's X11/Wayland and offscreen platforms
+  libxcb1-dev          # asking the X server whether a window can open
+  xvfb xauth           # tests run the real window in a virtual X server (xvfb-run)
+  fonts-dejavu-core    # a font for the window on machines with none
 )
 # The interoperability test drives the server with the official MCP SDK from npm. Node may come
 # from elsewhere than Debian; install the Debian packages only when no node/npm is on the PATH.

@@ -33,6 +33,7 @@ void Studio::save(const std::filesystem::path& to) {
         throw StudioError("Could not save to " + to.string() + ": " + e.code().message());
     }
     fileURL_ = to;
+    changed();
     if (named) mutate([&](Project& p) { p.name = saved.name; });
 }
 
@@ -47,6 +48,7 @@ std::vector<std::string> Studio::open(const std::filesystem::path& url) {
     }
     Project opened = std::move(file.project);
     postToEngine(EngineCommand::stop());  // the old song must not play on into the new one
+    lastCoalesce_.reset();                // a file replaces the song: nothing slides beneath a burst
     mutate([&](Project& p) { p = std::move(opened); });
     // Both flags follow the emptied stacks, also when the file equals the current project and
     // the edit above changed nothing.
@@ -56,10 +58,12 @@ std::vector<std::string> Studio::open(const std::filesystem::path& url) {
     canRedo_ = false;
     fileURL_ = url;
     selectTopmost();
+    changed();
     return std::move(file.warnings);
 }
 
 void Studio::newProject(std::string name, double tempo) {
+    lastCoalesce_.reset();
     mutate([&](Project& p) { p = Project(std::move(name), kTempoRange.clamp(tempo)); });
     undoStack_.clear();
     redoStack_.clear();
@@ -70,6 +74,7 @@ void Studio::newProject(std::string name, double tempo) {
     selectedClipID_.reset();
     postToEngine(EngineCommand::stop());
     postToEngine(EngineCommand::seek(0));
+    changed();
 }
 
 } // namespace velmo

@@ -26,18 +26,29 @@ void Studio::commit(Project working, std::optional<std::string> coalesce) {
     if (working == project_) return;
 
     const auto now = clock_();
-    const bool joins = coalesce && lastCoalesce_ && lastCoalesce_->key == *coalesce &&
-                       now - lastCoalesce_->at < coalesceWindow;
-    if (!joins) {
+    auto push = [this](Project p) {
         if (undoStack_.size() >= undoLimit) undoStack_.pop_front();
-        undoStack_.push_back(std::move(project_));
+        undoStack_.push_back(std::move(p));
+    };
+    if (!coalesce && burstOpen(now)) {
+        // An edit without a key (an agent's tool call, say) while a gesture is under way goes
+        // beneath the gesture's step: while a burst is open the top of the undo stack is the
+        // project before it, so that top becomes the step before this edit, and the project
+        // with this edit but without the gesture becomes the gesture's new "before". The burst
+        // stays open, so the gesture remains one undo step however the agent interleaves.
+        Project beneath = withoutBurst(working, project_, undoStack_.back());
+        if (!(beneath == undoStack_.back())) push(std::move(beneath));
+    } else {
+        const bool joins = coalesce && lastCoalesce_ && lastCoalesce_->key == *coalesce && burstOpen(now);
+        if (!joins) push(std::move(project_));
+        if (coalesce) lastCoalesce_ = CoalesceMark{std::move(*coalesce), now};
+        else lastCoalesce_.reset();
     }
-    if (coalesce) lastCoalesce_ = CoalesceMark{std::move(*coalesce), now};
-    else lastCoalesce_.reset();
     redoStack_.clear();
     project_ = std::move(working);
     validateSelection();
     sync();
+    changed();
 }
 
 void Studio::undo() { step(undoStack_, redoStack_); }
@@ -53,6 +64,23 @@ void Studio::step(std::deque<Project>& from, std::deque<Project>& to) {
     lastCoalesce_.reset();
     validateSelection();
     sync();
+    changed();
+}
+
+void Studio::selectTrack(std::optional<std::string> id) {
+    VELMO_PRECONDITION(!id || project_.trackIndex(*id), "selectTrack");
+    selectedTrackID_ = std::move(id);
+    if (selectedClipID_) {
+        const ClipLocation at = clipLocationOf(*selectedClipID_);
+        if (!selectedTrackID_ || project_.tracks[at.track].id != *selectedTrackID_) selectedClipID_.reset();
+    }
+    changed();
+}
+
+void Studio::selectClip(std::optional<std::string> id) {
+    if (id) selectedTrackID_ = project_.tracks[clipLocationOf(*id).track].id;
+    selectedClipID_ = std::move(id);
+    changed();
 }
 
 void Studio::validateSelection() {
@@ -72,6 +100,7 @@ void Studio::sync() {
 void Studio::log(std::string tool, std::string detail, bool ok) {
     activity_.push_back({makeUUID(), std::chrono::system_clock::now(), std::move(tool), std::move(detail), ok});
     while (activity_.size() > activityLimit) activity_.pop_front();
+    changed();
 }
 
 } // namespace velmo

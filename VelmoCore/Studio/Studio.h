@@ -94,6 +94,17 @@ public:
     void undo();
     void redo();
 
+    // Called on the main queue after a change to any field above: the song, the selection, the
+    // file, the undo flags or the activity log (whoever listens tells them apart), never for
+    // `live`, which is read at display rate instead. One listener: the window's adapter.
+    std::function<void()> onChange;
+
+    // Selects the track with that id, or none; the selected clip stays only if it is on it.
+    void selectTrack(std::optional<std::string> id);
+    // Selects the clip with that id and its track, or no clip. An id naming nothing is a
+    // programming fault: callers pass ids of what they show.
+    void selectClip(std::optional<std::string> id);
+
     // Appends a row to the activity log, keeping the newest 500.
     void log(std::string tool, std::string detail, bool ok);
 
@@ -253,6 +264,16 @@ private:
     // drag it continues), redo is cleared, and the selection and the engine follow.
     void commit(Project working, std::optional<std::string> coalesce);
     void step(std::deque<Project>& from, std::deque<Project>& to);
+    void changed() {
+        if (onChange) onChange();
+    }
+    // Whether an edit now would join the burst of `lastCoalesce`, had it the same key.
+    bool burstOpen(std::chrono::steady_clock::time_point now) const {
+        return lastCoalesce_ && now - lastCoalesce_->at < coalesceWindow;
+    }
+    // `after` (an edit made during an open burst) without the burst: each part the burst changed
+    // between `beforeBurst` and `before`, and the edit left alone, goes back to `beforeBurst`.
+    static Project withoutBurst(const Project& after, const Project& before, const Project& beforeBurst);
     void validateSelection();
     // The one road from the model to the audio thread: compiles the whole project and posts it.
     void sync();

@@ -114,10 +114,48 @@ TEST_F(StudioFixture, CoalescingJoinsBurstsWithGapsUnderOneAndAHalfSeconds) {
     EXPECT_EQ(undoDepth(), 4);
 
     now += 100ms;
-    setTempo(127);  // no key ends the burst
+    setTempo(127, "vol-t1");  // a new burst: undoing ended the last
     now += 100ms;
-    setTempo(128, "vol-t1");
+    setTempo(128);  // no key while the burst is open: a step beneath it, and the burst goes on
+    now += 100ms;
+    setTempo(129, "vol-t1");
     EXPECT_EQ(undoDepth(), 6);
+
+    setTempo(130, "vol-t1");
+    now += 1500ms;
+    setTempo(131);  // the burst has closed: an ordinary step that ends it
+    now += 100ms;
+    setTempo(132, "vol-t1");
+    EXPECT_EQ(undoDepth(), 9);
+}
+
+// An agent's edits during a person's drag land at once, and undo still takes the drag back as
+// one step and each edit as its own. Where both touched the same part, the agent's edit stays.
+TEST_F(StudioFixture, EditsWithoutAKeyGoBeneathAGestureUnderWay) {
+    auto drag = [&](int pitch) {
+        now += 100ms;
+        studio.editNotes("c2", "roll-c2", [&](CowVector<Note>& notes, double) { notes.mut(0).pitch = pitch; });
+    };
+    drag(62);
+    now += 100ms;
+    studio.editNotes("c4", std::nullopt, [](CowVector<Note>& notes, double) { notes.push_back({72, 1, 1, 1}); });
+    setTempo(100);
+    studio.updateTrack(0, std::nullopt, [](Track& t) { t.volumeDb = -12; });
+    drag(64);
+    EXPECT_EQ(studio.project().tracks[0].clips[0].notes[0].pitch, 64);
+
+    studio.undo();
+    EXPECT_EQ(studio.project().tracks[0].clips[0].notes[0].pitch, 60) << "the whole drag, in one step";
+    EXPECT_EQ(studio.project().tracks[0].volumeDb, -12) << "the agent's edit on the dragged track stays";
+    EXPECT_EQ(studio.project().tempo, 100);
+    EXPECT_EQ(studio.project().tracks[1].clips[0].notes.size(), 2u);
+    studio.undo();
+    EXPECT_EQ(studio.project().tracks[0].volumeDb, -6);
+    studio.undo();
+    EXPECT_EQ(studio.project().tempo, 120);
+    studio.undo();
+    EXPECT_EQ(studio.project().tracks[1].clips[0].notes.size(), 1u);
+    EXPECT_FALSE(studio.canUndo());
 }
 
 TEST_F(StudioFixture, CoalescedEditsClearRedoUndoSplitsBurstsAndANoOpStepDoesNot) {
@@ -151,6 +189,25 @@ TEST_F(StudioFixture, SelectionIsRepairedAfterEdits) {
 
     studio.mutate([](Project& p) { p.tracks = {}; });
     EXPECT_FALSE(studio.selectedTrackID().has_value());
+}
+
+TEST_F(StudioFixture, SelectingAndTellingTheListener) {
+    int told = 0;
+    studio.onChange = [&] { ++told; };
+    studio.selectClip("c4");
+    EXPECT_EQ(studio.selectedTrackID(), "t3") << "a clip brings its track";
+    studio.selectTrack("t1");
+    EXPECT_FALSE(studio.selectedClipID().has_value()) << "the clip is not on the new track";
+    studio.selectClip("c2");
+    studio.selectTrack("t1");
+    EXPECT_EQ(studio.selectedClipID(), "c2");
+    EXPECT_EQ(told, 4);
+
+    setTempo(120);  // a no-op edit tells nothing
+    setTempo(121);
+    studio.undo();
+    studio.log("transport", "play", true);
+    EXPECT_EQ(told, 7);
 }
 
 TEST_F(StudioFixture, ActivityLogKeepsTheNewest500) {

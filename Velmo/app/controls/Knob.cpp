@@ -1,0 +1,100 @@
+#include "controls/Knob.h"
+
+#include "Theme.h"
+#include "controls/FormatValue.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+
+#include <cmath>
+
+namespace velmo {
+
+double knobDragPosition(double startPosition, double dy, bool fine) {
+    const double factor = fine ? Knob::fineFactor : 1.0;
+    return std::clamp(startPosition + factor * (dy / -Knob::pixelsPerRange), 0.0, 1.0);
+}
+
+double knobValue(const ValueMapping& mapping, double position, bool integer) {
+    const double v = mapping.value(position);
+    return integer ? std::round(v) : v;
+}
+
+Knob::Knob(QString label, ValueMapping mapping, QString unit, bool integer, std::optional<double> defaultValue,
+           QColor color, int size, bool showsLabel, QWidget* parent)
+    : QWidget(parent), label_(std::move(label)), mapping_(mapping), unit_(std::move(unit)), integer_(integer),
+      defaultValue_(defaultValue), color_(color), size_(size), showsLabel_(showsLabel) {
+    setCursor(Qt::SizeVerCursor);
+    setFixedSize(sizeHint());
+}
+
+void Knob::setValue(double value) {
+    if (value == value_) return;
+    value_ = value;
+    update();
+}
+
+QSize Knob::sizeHint() const {
+    const int width = showsLabel_ ? std::max(size_ + 24, 58) : size_;
+    return {width, size_ + (showsLabel_ ? 30 : 0)};
+}
+
+void Knob::paintEvent(QPaintEvent*) {
+    const Palette& p = Theme::palette();
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF ring((width() - size_) / 2.0 + 1.25, 1.25, size_ - 2.5, size_ - 2.5);
+    // A 270-degree travel from lower left to lower right; Qt counts sixteenths of a degree.
+    const double n = mapping_.position(value_);
+    painter.setPen(QPen(hovering_ || dragStart_ ? p.ink3 : p.line, 2.5, Qt::SolidLine, Qt::RoundCap));
+    painter.drawArc(ring, 225 * 16, -270 * 16);
+    painter.setPen(QPen(color_, 2.5, Qt::SolidLine, Qt::RoundCap));
+    painter.drawArc(ring, 225 * 16, static_cast<int>(-270 * 16 * n));
+    const double angle = (225 - 270 * n) * M_PI / 180;
+    const QPointF centre = ring.center();
+    const double r = ring.width() / 2 - 5;
+    painter.setPen(QPen(p.ink, 2, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(centre, centre + QPointF(std::cos(angle) * r, -std::sin(angle) * r));
+    if (!showsLabel_) return;
+    QFont font = painter.font();
+    font.setPixelSize(10);
+    painter.setFont(font);
+    painter.setPen(p.ink2);
+    painter.drawText(QRectF(0, size_ + 2, width(), 13), Qt::AlignCenter, label_);
+    painter.setPen(p.ink);
+    painter.drawText(QRectF(0, size_ + 15, width(), 13), Qt::AlignCenter, formatValue(value_, unit_, integer_));
+}
+
+void Knob::mousePressEvent(QMouseEvent* event) {
+    pressAt_ = event->position();
+    dragStart_ = mapping_.position(value_);
+}
+
+void Knob::mouseMoveEvent(QMouseEvent* event) {
+    if (!dragStart_) return;
+    const double dy = event->position().y() - pressAt_.y();
+    const bool fine = event->modifiers() & Qt::AltModifier;
+    const double next = knobValue(mapping_, knobDragPosition(*dragStart_, dy, fine), integer_);
+    if (onChange) onChange(next);
+}
+
+void Knob::mouseReleaseEvent(QMouseEvent*) {
+    dragStart_.reset();
+    update();
+}
+
+void Knob::mouseDoubleClickEvent(QMouseEvent*) {
+    if (defaultValue_ && onChange) onChange(*defaultValue_);
+}
+
+void Knob::enterEvent(QEnterEvent*) {
+    hovering_ = true;
+    update();
+}
+
+void Knob::leaveEvent(QEvent*) {
+    hovering_ = false;
+    update();
+}
+
+} // namespace velmo
