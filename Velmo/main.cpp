@@ -58,7 +58,9 @@ int main(int argc, char** argv) {
     if (!headless && displayAvailable()) return runWindow(argc, argv);
 
     HeadlessMainQueue mainQueue;
-    Studio studio(Studio::demoProject());
+    // Until the device back ends arrive, the clock thread renders: the transport moves and MIDI
+    // out keeps time, silently.
+    Studio studio(Studio::demoProject(), std::make_unique<AudioHost>(nullptr), mainQueue);
     MCPDispatcher dispatcher(studio, mainQueue);
     MCPHTTPServer server(VelmoInfo::port(), dispatcher);
 

@@ -6,13 +6,9 @@
 
 namespace velmo {
 
-void Studio::postToEngine(EngineCommand command) {
-    core_->send(std::move(command));
-    // No device renders this core, so nothing would ever drain its command list, which would
-    // then keep every compiled project of the session. An empty render applies the commands
-    // here, on the main queue, the only thread that touches this core.
-    core_->render(0, nullptr, nullptr, 0);
-}
+// Commands reach the core only through its queue, which whichever thread renders the core
+// drains; the main queue never renders it.
+void Studio::postToEngine(EngineCommand command) { core_->send(std::move(command)); }
 
 void Studio::noteOn(const std::string& track, int pitch, double velocity) {
     postToEngine(EngineCommand::noteOn(track, pitch, velocity));
@@ -67,6 +63,7 @@ bool Studio::anyMutedOrSoloed() const {
 }
 
 void Studio::poll() {
+    core_->releaseRetired();
     const EngineStatus s = core_->status();
     if (live_.isPlaying != s.playing) live_.isPlaying = s.playing;
     // A stopped transport causes no change from this field.
@@ -83,8 +80,8 @@ bool Studio::startMIDI(std::shared_ptr<MIDIPlatform> platform, MainQueuePost pos
     auto hub = MIDIHub::create(std::move(platform), std::move(postToMain));
     if (!hub) return false;
     midiHub_ = std::move(hub);
-    // Without a device the writer goes to the core directly, with no output latency.
-    postToEngine(EngineCommand::attachMIDI(std::make_shared<MIDISender>(midiHub_->makeSender()), 0));
+    if (host_) host_->attachMIDI(*midiHub_); // with the device's output latency
+    else postToEngine(EngineCommand::attachMIDI(std::make_shared<MIDISender>(midiHub_->makeSender()), 0));
     refreshMIDILists();
 
     std::weak_ptr<Studio*> weak = self_;

@@ -1,14 +1,37 @@
 #include "Studio/Studio.h"
 
+#include "Studio/MainQueue.h"
+
 namespace velmo {
 
 Studio::Studio(Project project, Clock clock)
     : project_(std::move(project)),
       clock_(std::move(clock)),
-      core_(std::make_unique<EngineCore>(headlessSampleRate)),
+      core_(std::make_shared<EngineCore>(headlessSampleRate)),
       self_(std::make_shared<Studio*>(this)) {
     selectTopmost();
     sync();
+}
+
+Studio::Studio(Project project, std::unique_ptr<AudioHost> host, MainQueue& mainQueue, Clock clock)
+    : project_(std::move(project)),
+      clock_(std::move(clock)),
+      core_(host->sharedCore()),
+      host_(std::move(host)),
+      self_(std::make_shared<Studio*>(this)) {
+    selectTopmost();
+    sync();
+    std::weak_ptr<Studio*> weak = self_;
+    mainQueue.every(statusPeriod, [weak] {
+        auto self = weak.lock();
+        if (self) (*self)->poll();
+        return bool(self);
+    });
+    mainQueue.every(AudioHost::restartPeriod, [weak] {
+        auto self = weak.lock();
+        if (self) (*self)->host_->restartIfStopped();
+        return bool(self);
+    });
 }
 
 Studio::~Studio() = default;

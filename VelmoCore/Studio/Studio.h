@@ -11,6 +11,7 @@
 #include "Studio/LiveState.h"
 #include "base/Precondition.h"
 #include "base/UserError.h"
+#include "engine/AudioHost.h"
 #include "engine/EngineCore.h"
 #include "engine/MixAnalysis.h"
 #include "midi/MIDIHub.h"
@@ -49,14 +50,21 @@ public:
     // strictly less than this.
     static constexpr std::chrono::milliseconds coalesceWindow{1500};
 
-    // Without an audio device the engine core runs at this rate, for headless use.
+    // Without an audio host the engine core runs at this rate.
     static constexpr double headlessSampleRate = 48000;
+    // How often the status poll copies the engine's snapshot into `live`.
+    static constexpr std::chrono::milliseconds statusPeriod{33};
 
     // Selects the first track and the first clip of that track, then compiles the project into
-    // an engine core of its own at 48 kHz. No device and no status timer: nothing renders that
-    // core, so what the Studio posts to it is applied at once (see `postToEngine`). `clock`
-    // times coalescing; tests inject their own.
+    // an engine core of its own at 48 kHz. No host and no timers: nothing renders that core but
+    // the caller, so what the Studio sends waits in its queue until the caller renders it (as a
+    // test does, standing in for the audio thread). `clock` times coalescing; tests inject their
+    // own.
     explicit Studio(Project project, Clock clock = &std::chrono::steady_clock::now);
+    // A Studio that plays: `host` renders the core on the output device, or on its clock thread
+    // while there is none. The status poll and the device restart run as timers on `mainQueue`.
+    Studio(Project project, std::unique_ptr<AudioHost> host, MainQueue& mainQueue,
+           Clock clock = &std::chrono::steady_clock::now);
     ~Studio();
     // Callbacks of the MIDI hub refer to this Studio: it stays where it was made.
     Studio(const Studio&) = delete;
@@ -195,6 +203,8 @@ public:
 
     const LiveState& live() const { return live_; }
     EngineCore& core() { return *core_; }
+    // The device host; nothing for a Studio built without one.
+    const AudioHost* host() const { return host_.get(); }
 
     // `track` is a track id. Posts the note and records the pitch in `live.heldPitches`; a
     // note-off leaves the (possibly empty) set in place.
@@ -212,8 +222,8 @@ public:
     void returnToStart();
     bool anyMutedOrSoloed() const;
 
-    // Copies the engine's status snapshot into `live`. The status timer calls it thirty times a
-    // second when a device plays.
+    // Copies the engine's status snapshot into `live` and frees what the audio thread let go.
+    // The status timer calls it thirty times a second when a host renders.
     void poll();
 
     // Creates the MIDI hub on `platform` and attaches its writer to the engine, unless a hub is
@@ -311,7 +321,8 @@ private:
     Clock clock_;
 
     LiveState live_;
-    std::unique_ptr<EngineCore> core_;
+    std::shared_ptr<EngineCore> core_;
+    std::unique_ptr<AudioHost> host_; // stops its threads before the core can go
     std::shared_ptr<MIDIHub> midiHub_;
     std::vector<MIDIDestination> midiDestinations_;
     std::vector<std::string> midiInputs_;

@@ -37,6 +37,9 @@ const Voice* voiceOf(Studio& studio, int pitch) {
     return found;
 }
 
+// Carries out what the Studio sent, as the audio thread would at its next callback.
+void applyCommands(Studio& studio) { studio.core().render(0, nullptr, nullptr, 0); }
+
 void renderCore(Studio& studio, int frames) {
     std::vector<float> l(static_cast<std::size_t>(frames)), r(static_cast<std::size_t>(frames));
     studio.core().render(frames, l.data(), r.data(), 0);
@@ -44,6 +47,7 @@ void renderCore(Studio& studio, int frames) {
 
 TEST(EngineLink, EveryCommittedEditReachesTheCoreAndANoOpDoesNot) {
     Studio studio(song());
+    applyCommands(studio);
     ASSERT_NE(studio.core().track("t1"), nullptr) << "the constructor compiles and loads";
     EXPECT_EQ(studio.core().sampleRate(), 48000);
 
@@ -51,6 +55,7 @@ TEST(EngineLink, EveryCommittedEditReachesTheCoreAndANoOpDoesNot) {
     renderCore(studio, 4096);
     ASSERT_GT(studio.core().status().trackPeaks.at(0), 0.0f);
     studio.mutate([](Project& p) { p.tempo = 120; }); // changes nothing
+    applyCommands(studio);
     EXPECT_GT(studio.core().status().trackPeaks.at(0), 0.0f) << "a no-op edit posts no load (a load zeroes the peaks)";
 
     std::string added = studio.mutate([](Project& p) {
@@ -58,11 +63,14 @@ TEST(EngineLink, EveryCommittedEditReachesTheCoreAndANoOpDoesNot) {
         p.tracks.push_back(t);
         return t.id;
     });
+    applyCommands(studio);
     EXPECT_NE(studio.core().track(added), nullptr);
     EXPECT_EQ(studio.core().status().trackIDs, (std::vector<std::string>{"t1", added}));
     studio.undo();
+    applyCommands(studio);
     EXPECT_EQ(studio.core().track(added), nullptr) << "undo reaches the core too";
     studio.redo();
+    applyCommands(studio);
     EXPECT_NE(studio.core().track(added), nullptr);
 }
 
@@ -70,9 +78,11 @@ TEST(EngineLink, TransportAndLiveNotes) {
     Studio studio(song());
     studio.seek(2.5);
     EXPECT_EQ(studio.live().beat, 2.5) << "the display follows before the next poll";
+    applyCommands(studio);
     EXPECT_EQ(studio.core().beat(), 2.5);
     studio.play(0.0);
     EXPECT_TRUE(studio.live().isPlaying);
+    applyCommands(studio);
     EXPECT_TRUE(studio.core().playing());
     EXPECT_EQ(studio.core().beat(), 0.0);
     renderCore(studio, 48000); // one second: two beats at 120 BPM
@@ -83,6 +93,7 @@ TEST(EngineLink, TransportAndLiveNotes) {
     EXPECT_EQ(studio.live().scope.size(), EngineStatus::scopeSize);
     studio.togglePlay();
     EXPECT_FALSE(studio.live().isPlaying);
+    applyCommands(studio);
     EXPECT_FALSE(studio.core().playing());
     EXPECT_NEAR(studio.core().beat(), 2.0, 1e-9) << "stop leaves the playhead";
 
@@ -98,22 +109,27 @@ TEST(EngineLink, TransportAndLiveNotes) {
 
     studio.noteOn("t1", 64, 1);
     studio.noteOn("t1", 67, 1);
+    applyCommands(studio);
     const Voice* v64 = voiceOf(studio, 64);
     ASSERT_NE(v64, nullptr);
     EXPECT_FALSE(v64->released);
     studio.noteOff("t1", 64);
+    applyCommands(studio);
     EXPECT_TRUE(v64->released);
     EXPECT_EQ(studio.live().heldPitches.at("t1"), (std::set<int>{67}));
     studio.noteOff("t1", 67);
     EXPECT_TRUE(studio.live().heldPitches.at("t1").empty()) << "the emptied set stays";
     studio.noteOn("t1", 70, 1);
+    applyCommands(studio);
     const Voice* v70 = voiceOf(studio, 70);
     ASSERT_NE(v70, nullptr);
     studio.releaseLiveNotes();
+    applyCommands(studio);
     EXPECT_TRUE(studio.live().heldPitches.empty());
     EXPECT_TRUE(v70->released);
     studio.noteOn("t1", 72, 1);
     studio.panic();
+    applyCommands(studio);
     EXPECT_TRUE(studio.live().heldPitches.empty());
     EXPECT_EQ(voiceOf(studio, 72), nullptr) << "panic stops every voice at once";
 }
@@ -134,6 +150,7 @@ TEST(EngineLink, MIDIRoutesFollowDevicesAndInputPlaysTheSelectedTrack) {
     EXPECT_EQ(studio.midiInputs(), std::vector<std::string>{"Keys"});
 
     studio.noteOn("t1", 60, 1);
+    applyCommands(studio);
     EXPECT_FALSE(studio.core().track("t1")->voice(0).active) << "the route resolved: the synth is silent";
     auto sent = platform->sent();
     ASSERT_EQ(sent.size(), 1u);
@@ -142,6 +159,7 @@ TEST(EngineLink, MIDIRoutesFollowDevicesAndInputPlaysTheSelectedTrack) {
 
     // A new route ends the note held on the old one.
     studio.mutate([](Project& p) { p.tracks.mut(0).midiOut->channel = 3; });
+    applyCommands(studio);
     sent = platform->sent();
     ASSERT_EQ(sent.size(), 2u);
     EXPECT_EQ(sent[1].words, std::vector<std::uint32_t>{MIDIWords::noteOff(1, 60)});
@@ -149,11 +167,14 @@ TEST(EngineLink, MIDIRoutesFollowDevicesAndInputPlaysTheSelectedTrack) {
     // Unplugging the device brings the synth back with no edit; the note-off of the held note
     // goes to the vanished endpoint.
     studio.noteOn("t1", 61, 1);
+    applyCommands(studio);
     platform->removeEndpoint(synth);
     runMain();
+    applyCommands(studio);
     EXPECT_EQ(studio.midiDestinations().size(), 1u);
     EXPECT_EQ(platform->droppedSends(), 1u);
     studio.noteOn("t1", 62, 1);
+    applyCommands(studio);
     EXPECT_TRUE(studio.core().track("t1")->voice(0).active);
 
     // A controller plays the selected track; velocity 0 ends the note.
@@ -223,6 +244,7 @@ TEST(RenderOperations, AnAuditionSoundsWhileStoppedAndIsNoEdit) {
     Studio studio(song(4, false));
     const Project before = studio.project();
     studio.audition("t1", {{0, 72, 0.9, 0.05}, {0.02, 76, 0.9, 0.05}});
+    applyCommands(studio);
     EXPECT_EQ(studio.core().auditionCount(), 2u);
     EXPECT_FALSE(studio.core().playing());
 

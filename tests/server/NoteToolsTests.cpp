@@ -290,6 +290,7 @@ TEST_F(NoteToolsTest, PlayNotesAuditionsWithoutTouchingTheSong) {
 
     json r = result("play_notes", {{"track", "Lead"}, {"notes", {{{"pitch", "C4"}, {"start", 0}}, {{"pitch", "G4"}, {"start", "1"}, {"duration", 2}}}}});
     EXPECT_EQ(r, json({{"playing", 2}, {"seconds", 2.0}})) << "3 beats at 90 BPM";
+    studio.core().render(0, nullptr, nullptr, 0); // the audio thread's next callback
     EXPECT_EQ(studio.core().auditionCount(), queued + 2) << "the engine holds both notes while stopped";
     EXPECT_FALSE(studio.live().isPlaying);
     EXPECT_TRUE(studio.project() == before);
