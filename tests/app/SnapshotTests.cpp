@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <regex>
 #include <string>
 #include <thread>
@@ -94,19 +95,38 @@ int distinctColours(const QImage& image) {
     return static_cast<int>(colours.size());
 }
 
-void expectWindowImage(const QImage& image, const std::string& where) {
+void expectWindowImage(const QImage& image, const std::string& where, int scale = 1) {
     ASSERT_FALSE(image.isNull()) << where << ": no snapshot written";
-    EXPECT_GE(image.width(), 1100) << where;
-    EXPECT_GE(image.height(), 720) << where;
+    EXPECT_GE(image.width(), 1100 * scale) << where;
+    EXPECT_GE(image.height(), 720 * scale) << where;
     EXPECT_GT(distinctColours(image), 50) << where;
 }
 
-TEST(Snapshot, OffscreenWindowDrawsItselfToAPNG) {
+TEST(Snapshot, OffscreenWindowDrawsEachTabToAPNG) {
+    // Each tab in one appearance or the other, one of them at a device pixel ratio of 2, where the
+    // picture holds twice the pixels each way. The programs run side by side.
+    struct Case {
+        const char* tab;
+        const char* appearance;
+        int scale;
+    } cases[] = {{"Notes", "light", 1}, {"Synth", "dark", 1}, {"Effects", "light", 1}, {"Agent", "dark", 2}};
     QTemporaryDir folder;
-    const QString path = QDir(folder.path()).filePath("offscreen.png");
-    Program velmo({VELMO_PROGRAM}, {{"QT_QPA_PLATFORM", "offscreen"}, {"VELMO_MCP_PORT", "0"},
-                                    {"VELMO_SNAPSHOT", path.toStdString()}, {"XDG_CONFIG_HOME", folder.path().toStdString()}});
-    expectWindowImage(awaitImage(path, 15), "offscreen");
+    std::vector<std::unique_ptr<Program>> programs;
+    for (const Case& c : cases) {
+        const std::string name = std::string(c.tab) + "-" + c.appearance;
+        programs.push_back(std::make_unique<Program>(
+            std::vector<std::string>{VELMO_PROGRAM},
+            std::vector<std::pair<std::string, std::string>>{
+                {"QT_QPA_PLATFORM", "offscreen"}, {"VELMO_MCP_PORT", "0"}, {"VELMO_TAB", c.tab},
+                {"VELMO_APPEARANCE", c.appearance}, {"QT_SCALE_FACTOR", std::to_string(c.scale)},
+                {"VELMO_SNAPSHOT", QDir(folder.path()).filePath(QString::fromStdString(name) + ".png").toStdString()},
+                {"XDG_CONFIG_HOME", QDir(folder.path()).filePath(QString::fromStdString(name)).toStdString()}}));
+    }
+    for (const Case& c : cases) {
+        const std::string name = std::string(c.tab) + "-" + c.appearance;
+        expectWindowImage(awaitImage(QDir(folder.path()).filePath(QString::fromStdString(name) + ".png"), 20), name,
+                          c.scale);
+    }
 }
 
 TEST(Snapshot, RealWindowInAVirtualXServerWhileTheAgentServerAnswers) {

@@ -2,11 +2,9 @@
 // Bipolar faders fill from the centre. It keeps only its drag; the value comes from outside.
 #pragma once
 
+#include "controls/DragControl.h"
 #include "controls/ValueMapping.h"
 
-#include <QWidget>
-
-#include <functional>
 #include <optional>
 
 namespace velmo {
@@ -15,36 +13,24 @@ namespace velmo {
 double barFaderPosition(double x, double width);
 
 // GUI thread only.
-class BarFader final : public QWidget {
+class BarFader final : public DragControl {
 public:
     BarFader(ValueMapping mapping, std::optional<double> defaultValue, bool bipolar, QColor color, int height = 6,
              QWidget* parent = nullptr);
 
-    void setValue(double value);
-    double value() const { return value_; }
     void setColor(QColor color);
-    // Called with each new value of a drag, and with the default on a double-click.
-    std::function<void(double)> onChange;
 
     QSize sizeHint() const override { return {120, barHeight_ + 8}; }
 
 protected:
     void paintEvent(QPaintEvent*) override;
-    void mousePressEvent(QMouseEvent*) override;
-    void mouseMoveEvent(QMouseEvent*) override;
-    void mouseReleaseEvent(QMouseEvent*) override;
-    void mouseDoubleClickEvent(QMouseEvent*) override;
+    double dragValue(double start, QPointF travel, QPointF at, Qt::KeyboardModifiers modifiers) const override;
 
 private:
-    void follow(double x);
-
-    double value_ = 0;
     ValueMapping mapping_;
-    std::optional<double> defaultValue_;
     bool bipolar_;
     QColor color_;
     int barHeight_;
-    bool dragging_ = false;
 };
 
 } // namespace velmo

@@ -3,7 +3,6 @@
 #include "Theme.h"
 #include "controls/CText.h"
 
-#include <QMouseEvent>
 #include <QPainter>
 
 #include <cmath>
@@ -15,7 +14,7 @@ double dragNumberValue(double start, double dx, double dy, double step, double l
 }
 
 DragNumber::DragNumber(double lo, double hi, double step, QString format, int pixelSize, QWidget* parent)
-    : QWidget(parent), lo_(lo), hi_(hi), step_(step), format_(std::move(format)) {
+    : DragControl(std::nullopt, false, parent), lo_(lo), hi_(hi), step_(step), format_(std::move(format)) {
     QFont f = font();
     f.setPixelSize(pixelSize);
     f.setFamily("DejaVu Sans Mono");
@@ -26,16 +25,9 @@ DragNumber::DragNumber(double lo, double hi, double step, QString format, int pi
     text = [this](double v) { return cText(format_.toUtf8().constData(), v); };
 }
 
-void DragNumber::setValue(double value) {
-    if (value == value_) return;
-    value_ = value;
-    updateGeometry();
-    update();
-}
-
 QSize DragNumber::sizeHint() const {
     const QFontMetrics metrics(font());
-    return {std::max(metrics.horizontalAdvance(text(hi_)), metrics.horizontalAdvance(text(value_))) + 12,
+    return {std::max(metrics.horizontalAdvance(text(hi_)), metrics.horizontalAdvance(text(value()))) + 12,
             metrics.height() + 8};
 }
 
@@ -44,28 +36,14 @@ void DragNumber::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(start_ ? p.line : p.inset);
+    painter.setBrush(dragging() ? p.line : p.inset);
     painter.drawRoundedRect(rect(), 4, 4);
     painter.setPen(p.ink);
-    painter.drawText(rect(), Qt::AlignCenter, text(value_));
+    painter.drawText(rect(), Qt::AlignCenter, text(value()));
 }
 
-void DragNumber::mousePressEvent(QMouseEvent* event) {
-    pressAt_ = event->position();
-    start_ = value_;
-    update();
-}
-
-void DragNumber::mouseMoveEvent(QMouseEvent* event) {
-    if (!start_) return;
-    const QPointF d = event->position() - pressAt_;
-    const double next = dragNumberValue(*start_, d.x(), d.y(), step_, lo_, hi_);
-    if (next != value_ && onChange) onChange(next);
-}
-
-void DragNumber::mouseReleaseEvent(QMouseEvent*) {
-    start_.reset();
-    update();
+double DragNumber::dragValue(double start, QPointF travel, QPointF, Qt::KeyboardModifiers) const {
+    return dragNumberValue(start, travel.x(), travel.y(), step_, lo_, hi_);
 }
 
 } // namespace velmo

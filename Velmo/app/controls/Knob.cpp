@@ -3,7 +3,6 @@
 #include "Theme.h"
 #include "controls/FormatValue.h"
 
-#include <QMouseEvent>
 #include <QPainter>
 
 #include <cmath>
@@ -22,16 +21,10 @@ double knobValue(const ValueMapping& mapping, double position, bool integer) {
 
 Knob::Knob(QString label, ValueMapping mapping, QString unit, bool integer, std::optional<double> defaultValue,
            QColor color, int size, bool showsLabel, QWidget* parent)
-    : QWidget(parent), label_(std::move(label)), mapping_(mapping), unit_(std::move(unit)), integer_(integer),
-      defaultValue_(defaultValue), color_(color), size_(size), showsLabel_(showsLabel) {
+    : DragControl(defaultValue, false, parent), label_(std::move(label)), mapping_(mapping), unit_(std::move(unit)),
+      integer_(integer), color_(color), size_(size), showsLabel_(showsLabel) {
     setCursor(Qt::SizeVerCursor);
     setFixedSize(sizeHint());
-}
-
-void Knob::setValue(double value) {
-    if (value == value_) return;
-    value_ = value;
-    update();
 }
 
 QSize Knob::sizeHint() const {
@@ -45,8 +38,8 @@ void Knob::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF ring((width() - size_) / 2.0 + 1.25, 1.25, size_ - 2.5, size_ - 2.5);
     // A 270-degree travel from lower left to lower right; Qt counts sixteenths of a degree.
-    const double n = mapping_.position(value_);
-    painter.setPen(QPen(hovering_ || dragStart_ ? p.ink3 : p.line, 2.5, Qt::SolidLine, Qt::RoundCap));
+    const double n = mapping_.position(value());
+    painter.setPen(QPen(hovering_ || dragging() ? p.ink3 : p.line, 2.5, Qt::SolidLine, Qt::RoundCap));
     painter.drawArc(ring, 225 * 16, -270 * 16);
     painter.setPen(QPen(color_, 2.5, Qt::SolidLine, Qt::RoundCap));
     painter.drawArc(ring, 225 * 16, static_cast<int>(-270 * 16 * n));
@@ -62,29 +55,12 @@ void Knob::paintEvent(QPaintEvent*) {
     painter.setPen(p.ink2);
     painter.drawText(QRectF(0, size_ + 2, width(), 13), Qt::AlignCenter, label_);
     painter.setPen(p.ink);
-    painter.drawText(QRectF(0, size_ + 15, width(), 13), Qt::AlignCenter, formatValue(value_, unit_, integer_));
+    painter.drawText(QRectF(0, size_ + 15, width(), 13), Qt::AlignCenter, formatValue(value(), unit_, integer_));
 }
 
-void Knob::mousePressEvent(QMouseEvent* event) {
-    pressAt_ = event->position();
-    dragStart_ = mapping_.position(value_);
-}
-
-void Knob::mouseMoveEvent(QMouseEvent* event) {
-    if (!dragStart_) return;
-    const double dy = event->position().y() - pressAt_.y();
-    const bool fine = event->modifiers() & Qt::AltModifier;
-    const double next = knobValue(mapping_, knobDragPosition(*dragStart_, dy, fine), integer_);
-    if (onChange) onChange(next);
-}
-
-void Knob::mouseReleaseEvent(QMouseEvent*) {
-    dragStart_.reset();
-    update();
-}
-
-void Knob::mouseDoubleClickEvent(QMouseEvent*) {
-    if (defaultValue_ && onChange) onChange(*defaultValue_);
+double Knob::dragValue(double start, QPointF travel, QPointF, Qt::KeyboardModifiers modifiers) const {
+    const bool fine = modifiers & Qt::AltModifier;
+    return knobValue(mapping_, knobDragPosition(mapping_.position(start), travel.y(), fine), integer_);
 }
 
 void Knob::enterEvent(QEnterEvent*) {

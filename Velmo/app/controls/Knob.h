@@ -2,11 +2,9 @@
 // whole range, a fifth of it with Alt held. It keeps only its drag; the value comes from outside.
 #pragma once
 
+#include "controls/DragControl.h"
 #include "controls/ValueMapping.h"
 
-#include <QWidget>
-
-#include <functional>
 #include <optional>
 
 namespace velmo {
@@ -17,7 +15,7 @@ double knobDragPosition(double startPosition, double dy, bool fine);
 double knobValue(const ValueMapping& mapping, double position, bool integer);
 
 // GUI thread only.
-class Knob final : public QWidget {
+class Knob final : public DragControl {
 public:
     static constexpr double pixelsPerRange = 180;
     static constexpr double fineFactor = 0.2;  // with Alt held
@@ -25,34 +23,22 @@ public:
     Knob(QString label, ValueMapping mapping, QString unit, bool integer, std::optional<double> defaultValue,
          QColor color, int size = 34, bool showsLabel = true, QWidget* parent = nullptr);
 
-    void setValue(double value);
-    double value() const { return value_; }
-    // Called with each new value of a drag, and with the default on a double-click.
-    std::function<void(double)> onChange;
-
     QSize sizeHint() const override;
 
 protected:
     void paintEvent(QPaintEvent*) override;
-    void mousePressEvent(QMouseEvent*) override;
-    void mouseMoveEvent(QMouseEvent*) override;
-    void mouseReleaseEvent(QMouseEvent*) override;
-    void mouseDoubleClickEvent(QMouseEvent*) override;
+    double dragValue(double start, QPointF travel, QPointF at, Qt::KeyboardModifiers modifiers) const override;
     void enterEvent(QEnterEvent*) override;
     void leaveEvent(QEvent*) override;
 
 private:
     QString label_;
-    double value_ = 0;
     ValueMapping mapping_;
     QString unit_;
     bool integer_;
-    std::optional<double> defaultValue_;
     QColor color_;
     int size_;
     bool showsLabel_;
-    std::optional<double> dragStart_;
-    QPointF pressAt_;
     bool hovering_ = false;
 };
 
