@@ -1,6 +1,7 @@
 #include "engine/EngineCore.h"
 
 #include "base/Decibels.h"
+#include "base/Precondition.h"
 #include "dsp/ScopedFlushToZero.h"
 #include "midi/MIDISender.h"
 #include "synth/WavetableBank.h"
@@ -288,7 +289,8 @@ void EngineCore::apply(PreparedLoad& load) {
                 }
             }
         }
-        assert(next[i] && "a load is prepared for the tracks the core will be running");
+        // A load is prepared for exactly the tracks the core will be running.
+        VELMO_PRECONDITION(next[i] != nullptr, "EngineCore::apply");
         next[i]->setMIDISender(midiSender_.get());
         // The track shares the project's lifetime, so the processor keeps the whole project alive.
         next[i]->load(std::shared_ptr<const CompiledTrack>(project_, &ct), load.trackEffects[i], ctx, beat_);

@@ -1,24 +1,18 @@
 #include "controls/LevelMeter.h"
 
 #include "Theme.h"
+#include "base/Decibels.h"
 
 #include <QPainter>
 
 #include <algorithm>
-#include <cmath>
 
 namespace velmo {
 
-namespace {
-
-double decibels(float level) { return 20 * std::log10(std::max(static_cast<double>(level), 1e-5)); }
-
-} // namespace
-
-double meterFill(float level) { return std::clamp((decibels(level) + 54) / 54, 0.0, 1.0); }
+double meterFill(float level) { return std::clamp((gainToDb(level) + 54) / 54, 0.0, 1.0); }
 
 QColor meterColor(float level) {
-    const double db = decibels(level);
+    const double db = gainToDb(level);
     if (db > -1) return Theme::red;
     if (db > -9) return Theme::orange;
     return Theme::green;

@@ -6,7 +6,7 @@
 
 namespace velmo {
 
-// The lit share of the meter (0...1) for a linear peak `level`; levels below 1e-5 count as it.
+// The lit share of the meter (0...1) for a linear peak `level`; -54 dB and below show nothing.
 double meterFill(float level);
 // The colour of the lit part for `level`.
 QColor meterColor(float level);

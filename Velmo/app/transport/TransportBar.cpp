@@ -2,6 +2,7 @@
 
 #include "AppModel.h"
 #include "Theme.h"
+#include "catalog/SongRanges.h"
 #include "controls/BarFader.h"
 #include "controls/CText.h"
 #include "controls/CircleButton.h"
@@ -21,9 +22,6 @@
 namespace velmo {
 
 namespace {
-
-constexpr double minTempo = 20, maxTempo = 300;
-constexpr double minMasterDb = -60, maxMasterDb = 6;
 
 QLabel* label(const QString& text, int pixelSize, bool secondary) {
     auto* l = new QLabel(text);
@@ -58,12 +56,12 @@ TransportBar::TransportBar(AppModel& model, QWidget* parent) : QWidget(parent), 
     loop_ = new CircleButton(CircleButton::Glyph::loop, 32, false, "Loop between the markers on the ruler (Ctrl+L)");
     loop_->action = [&studio] { studio.setLoop(!studio.project().loopEnabled, std::nullopt, std::nullopt); };
 
-    tempo_ = new DragNumber(minTempo, maxTempo, 1, "%.0f", 14);
+    tempo_ = new DragNumber(kTempoRange.min, kTempoRange.max, 1, "%.0f", 14);
     tempo_->text = tempoText;
     tempo_->onChange = [&studio](double bpm) { studio.mutate(std::string("tempo"), [&](Project& p) { p.tempo = bpm; }); };
     metre_ = label("", 14, false);
 
-    master_ = new BarFader({minMasterDb, maxMasterDb, false}, 0.0, false, Theme::palette().ink2, 6);
+    master_ = new BarFader({kVolumeDbRange.min, kVolumeDbRange.max, false}, 0.0, false, Theme::palette().ink2, 6);
     master_->setFixedWidth(110);
     master_->setToolTip("Master volume");
     master_->onChange = [&studio](double db) {
