@@ -41,26 +41,23 @@ void MemoryMIDIPlatform::announce(std::int32_t firstMessageID) {
     for (const auto& notify : list) notify(kMIDISetupChanged);
 }
 
-MIDIObjectRef MemoryMIDIPlatform::addDestination(std::optional<std::string> name) {
+MIDIObjectRef MemoryMIDIPlatform::addEndpoint(std::vector<Endpoint>& list, std::optional<std::string> name) {
     MIDIObjectRef ref;
     {
         std::lock_guard lock(mutex_);
         ref = newRef();
-        destinations_.push_back({ref, std::move(name), 0});
+        list.push_back({ref, std::move(name), 0});
     }
     announce(objectAdded);
     return ref;
 }
 
+MIDIObjectRef MemoryMIDIPlatform::addDestination(std::optional<std::string> name) {
+    return addEndpoint(destinations_, std::move(name));
+}
+
 MIDIObjectRef MemoryMIDIPlatform::addSource(std::optional<std::string> name) {
-    MIDIObjectRef ref;
-    {
-        std::lock_guard lock(mutex_);
-        ref = newRef();
-        sources_.push_back({ref, std::move(name), 0});
-    }
-    announce(objectAdded);
-    return ref;
+    return addEndpoint(sources_, std::move(name));
 }
 
 void MemoryMIDIPlatform::addVanishedDestination() {

@@ -90,6 +90,7 @@ private:
     };
 
     MIDIObjectRef newRef();
+    MIDIObjectRef addEndpoint(std::vector<Endpoint>& list, std::optional<std::string> name);
     std::vector<Receive> listenersOf(MIDIObjectRef source) const;  // under the lock
     std::vector<Notify> notifiers() const;                          // under the lock
     void record(MIDIObjectRef port, MIDIObjectRef endpoint, bool published, const MIDIEventList& list);

@@ -66,18 +66,6 @@ TEST(ChordWriter, ArpeggiosAndStrums) {
               show({{69, 0, 0.1, 0.7}, {72, 0.03, 0.07, 0.672}, {76, 0.06, 0.05, 0.644}, {79, 0.09, 0.05, 0.616}}));
 }
 
-TEST(ChordWriter, RandomArpeggiosDrawOncePerStepFromTheirStream) {
-    Rand expectedStream = Rand::seeded(99);
-    const std::vector<int> ascending{60, 64, 67, 71};
-    std::vector<int> expected;
-    for (int step = 0; step < 16; ++step) expected.push_back(ascending[std::uint64_t(expectedStream.unit() * 4) % 4]);
-
-    Rand random = Rand::seeded(99);
-    ChordEvent chord{"Cmaj7", 0, 4, 4, std::nullopt};
-    EXPECT_EQ(pitches(writeProgression({chord}, style(ChordStyle::arpRandom), random).notes), expected);
-    EXPECT_EQ(random.state, expectedStream.state);
-}
-
 TEST(ChordWriter, ProgressionTextsAndLimits) {
     // "C:2 G:2 Am" after beat 1; a length that is no finite number leaves the default.
     ChordEvent defaults;
