@@ -2,11 +2,11 @@
 
 #include "engine/MixAnalysisJSON.h"
 #include "engine/OfflineRenderer.h"
+#include "base/NumberText.h"
 #include "base/RegularFile.h"
 #include "model/JSONReader.h"
 #include "model/ProjectJSON.h"
 
-#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <optional>
@@ -52,12 +52,10 @@ Project readProject(const std::filesystem::path& path, std::FILE* err) {
 }
 
 double number(std::string_view option, const char* text) {
-    double value = 0;
-    std::string_view s(text);
-    auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), value);
-    if (ec != std::errc() || end != s.data() + s.size() || !std::isfinite(value))
-        throw UsageError(std::string(option) + " expects a number, not '" + std::string(s) + "'");
-    return value;
+    const std::optional<double> value = parseNumber(text);
+    if (!value || !std::isfinite(*value))
+        throw UsageError(std::string(option) + " expects a number, not '" + std::string(text) + "'");
+    return *value;
 }
 
 // song.velmo.json -> song.wav beside it.
