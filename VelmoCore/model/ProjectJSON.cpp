@@ -23,10 +23,16 @@ EffectSlot decodeEffect(const JSONReader& r) {
     return slot;
 }
 
-CowVector<EffectSlot> decodeEffects(const JSONReader& r, const char* key) {
-    std::vector<EffectSlot> slots;
-    for (std::size_t i = 0; i < r.array(key).size(); ++i) slots.push_back(decodeEffect(r.element(key, i)));
-    return CowVector<EffectSlot>(std::move(slots));
+// The array under `key`, each element read by `decode`.
+template <class Decode>
+auto decodeList(const JSONReader& r, const char* key, Decode decode) {
+    std::vector<decltype(decode(r))> items;
+    for (std::size_t i = 0; i < r.array(key).size(); ++i) items.push_back(decode(r.element(key, i)));
+    return CowVector(std::move(items));
+}
+
+Note decodeNote(const JSONReader& n) {
+    return {n.integer("pitch"), n.number("start"), n.number("duration"), n.number("velocity")};
 }
 
 Clip decodeClip(const JSONReader& r) {
@@ -35,12 +41,7 @@ Clip decodeClip(const JSONReader& r) {
     clip.name = r.string("name");
     clip.start = r.number("start");
     clip.length = r.number("length");
-    std::vector<Note> notes;
-    for (std::size_t i = 0; i < r.array("notes").size(); ++i) {
-        auto n = r.element("notes", i);
-        notes.push_back({n.integer("pitch"), n.number("start"), n.number("duration"), n.number("velocity")});
-    }
-    clip.notes = CowVector<Note>(std::move(notes));
+    clip.notes = decodeList(r, "notes", decodeNote);
     return clip;
 }
 
@@ -51,10 +52,8 @@ Track decodeTrack(const JSONReader& r) {
     track.pan = r.number("pan");
     track.mute = r.boolean("mute");
     track.solo = r.boolean("solo");
-    track.effects = decodeEffects(r, "effects");
-    std::vector<Clip> clips;
-    for (std::size_t i = 0; i < r.array("clips").size(); ++i) clips.push_back(decodeClip(r.element("clips", i)));
-    track.clips = CowVector<Clip>(std::move(clips));
+    track.effects = decodeList(r, "effects", decodeEffect);
+    track.clips = decodeList(r, "clips", decodeClip);
     if (r.hasNonNull("midiOut")) {
         auto m = r.object("midiOut");
         track.midiOut = MIDIRoute{m.string("device"), m.integer("channel"), m.boolean("playInternal")};
@@ -114,10 +113,8 @@ Project projectFromJSON(const json& value) {
     p.loopStart = r.number("loopStart");
     p.loopEnd = r.number("loopEnd");
     p.masterVolumeDb = r.number("masterVolumeDb");
-    p.masterEffects = decodeEffects(r, "masterEffects");
-    std::vector<Track> tracks;
-    for (std::size_t i = 0; i < r.array("tracks").size(); ++i) tracks.push_back(decodeTrack(r.element("tracks", i)));
-    p.tracks = CowVector<Track>(std::move(tracks));
+    p.masterEffects = decodeList(r, "masterEffects", decodeEffect);
+    p.tracks = decodeList(r, "tracks", decodeTrack);
     p.nextId = r.integer("nextId");
     return p;
 }
