@@ -1,6 +1,7 @@
 #include "synth/AnalogGen.h"
 
 #include "synth/NoiseLayer.h"
+#include "synth/SubOscillator.h"
 #include "dsp/SineTable.h"
 
 #include <algorithm>
@@ -149,16 +150,8 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
         // Follows oscillator 1's coarse tuning only: no detune, no osc2Pitch, no unison.
         double ratio = std::exp2(p.osc1.octave + p.osc1.semitone / 12.0);
         double d = std::min(freq * ratio * 0.5 / sr, kMaxIncrement);
-        float level = static_cast<float>(p.subLevel);
-        double phase = subPhase;
-        for (int i = 0; i < n; ++i) {
-            float s = static_cast<float>(step(phase, 0.5, d)) * level;
-            outL[i] += s;
-            outR[i] += s;
-            phase = phase + d;
-            if (phase >= 1.0) phase -= 1.0;
-        }
-        subPhase = phase;
+        const float level = static_cast<float>(p.subLevel);
+        addSub(subPhase, d, n, outL, outR, [&](double phase) { return static_cast<float>(step(phase, 0.5, d)) * level; });
     }
 
     addNoise(rng, p.noiseLevel + m.noise, kSilent, outL, outR, n);

@@ -1,6 +1,7 @@
 #include "synth/WavetableGen.h"
 
 #include "synth/NoiseLayer.h"
+#include "synth/SubOscillator.h"
 #include "dsp/SineTable.h"
 #include "synth/WavetableBank.h"
 
@@ -78,15 +79,8 @@ void WavetableGen::render(int n, double freq, const ModValues& m, const Wavetabl
         // A sine an octave below the oscillator, uncapped; the analog engine's sub is a square.
         const float* sine = SineTable::ptr();
         const double d = base * 0.5 / sr;
-        double phase = subPhase;
-        for (int i = 0; i < n; ++i) {
-            const float s = static_cast<float>(p.subLevel * SineTable::lookup(sine, phase));
-            outL[i] += s;
-            outR[i] += s;
-            phase = phase + d;
-            if (phase >= 1.0) phase -= 1.0;
-        }
-        subPhase = phase;
+        addSub(subPhase, d, n, outL, outR,
+               [&](double phase) { return static_cast<float>(p.subLevel * SineTable::lookup(sine, phase)); });
     }
 
     addNoise(rng, p.noiseLevel + m.noise, kSilent, outL, outR, n);
