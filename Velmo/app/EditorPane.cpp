@@ -3,6 +3,7 @@
 #include "AppModel.h"
 #include "Placeholder.h"
 #include "Theme.h"
+#include "agent/AgentPanel.h"
 #include "controls/Hairline.h"
 #include "controls/Segmented.h"
 #include "pianoroll/PianoRollView.h"
@@ -31,8 +32,7 @@ EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), mode
     const QString coming = "Coming with the next part of the window";
     stack_->addWidget(new Placeholder("The synth editor is coming", coming));
     stack_->addWidget(new Placeholder("The effects view is coming", coming));
-    stack_->addWidget(new Placeholder("The agent panel is coming",
-                                      "Agents connect at " + model_.endpoint() + " already"));
+    stack_->addWidget(new AgentPanel(model_));
 
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);

@@ -3,7 +3,7 @@
 #include "AppModel.h"
 #include "Appearance.h"
 #include "EditorPane.h"
-#include "Placeholder.h"
+#include "arrangement/ArrangementView.h"
 #include "controls/Hairline.h"
 #include "transport/TransportBar.h"
 
@@ -27,8 +27,7 @@ MainWindow::MainWindow(AppModel& model) : model_(model) {
     setMinimumSize(minimumWidth, minimumHeight);
     resize(minimumWidth + 180, minimumHeight + 80);
 
-    auto* arrangement = new Placeholder("The arrangement is coming",
-                                        "Tracks and clips are edited by agents for now; the piano roll below edits the selected clip");
+    auto* arrangement = new ArrangementView(model_);
     arrangement->setMinimumHeight(arrangementMinimum);
     auto* editor = new EditorPane(model_);
     editor->setMinimumHeight(editorMinimum);

@@ -6,6 +6,7 @@
 #include "controls/BarFader.h"
 #include "controls/DragNumber.h"
 #include "controls/Hairline.h"
+#include "controls/TextLabel.h"
 #include "pianoroll/PianoKeys.h"
 #include "pianoroll/PianoRollCanvas.h"
 
@@ -25,19 +26,6 @@ namespace velmo {
 
 namespace G = PianoRollGeometry;
 
-namespace {
-
-QLabel* label(const QString& text, int pixelSize, bool bold = false) {
-    auto* l = new QLabel(text);
-    QFont f = l->font();
-    f.setPixelSize(pixelSize);
-    f.setBold(bold);
-    l->setFont(f);
-    return l;
-}
-
-} // namespace
-
 PianoRollView::PianoRollView(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
     QSettings settings;
     scale_.ppb = std::clamp(settings.value("rollZoom", 64.0).toDouble(), minZoom, maxZoom);
@@ -48,8 +36,8 @@ PianoRollView::PianoRollView(AppModel& model, QWidget* parent) : QWidget(parent)
     Studio& studio = model_.studio();
     StudioSignals& signals = model_.studioSignals();
 
-    clipName_ = label("", 13, true);
-    trackName_ = label("", 11);
+    clipName_ = textLabel("", 13, true);
+    trackName_ = textLabel("", 11);
     length_ = new DragNumber(1, 512, 1, "%.0f beats", 12);
     length_->onChange = [this, &studio](double beats) {
         if (!shownClip_.empty()) studio.updateClip(shownClip_, "len-" + shownClip_, [&](Clip& c) { c.length = beats; });
@@ -74,18 +62,18 @@ PianoRollView::PianoRollView(AppModel& model, QWidget* parent) : QWidget(parent)
     toolbar->addWidget(clipName_);
     toolbar->addWidget(trackName_);
     toolbar->addSpacing(12);
-    toolbar->addWidget(label("Length", 11));
+    toolbar->addWidget(textLabel("Length", 11));
     toolbar->addWidget(length_);
     toolbar->addSpacing(8);
-    toolbar->addWidget(label("velocity", 11));
+    toolbar->addWidget(textLabel("velocity", 11));
     toolbar->addWidget(velocity_);
     toolbar->addSpacing(8);
     toolbar->addWidget(grid_);
     toolbar->addWidget(quantize);
     toolbar->addSpacing(8);
-    toolbar->addWidget(label("Click to add, drag to move or resize, click a note to delete", 11));
+    toolbar->addWidget(textLabel("Click to add, drag to move or resize, click a note to delete", 11));
     toolbar->addStretch(1);
-    toolbar->addWidget(label("Zoom", 11));
+    toolbar->addWidget(textLabel("Zoom", 11));
     toolbar->addWidget(zoom_);
 
     keys_ = new PianoKeys(signals, scale_.rowH);
