@@ -6,6 +6,8 @@
 #include "RunWindow.h"
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
+#include "base/UserError.h"
+#include "engine/AudioBackend.h"
 #include "server/MCPDispatcher.h"
 #include "server/MCPHTTPServer.h"
 #include "server/VelmoInfo.h"
@@ -14,7 +16,9 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 using namespace velmo;
@@ -22,13 +26,28 @@ using namespace velmo;
 namespace {
 
 void printUsage(std::FILE* to) {
-    std::fputs("Usage: velmo [--headless] [--help] [--version]\n"
+    std::fputs("Usage: velmo [--headless] [--audio jack|pulse|alsa|none] [--help] [--version]\n"
                "       velmo render FILE [-o OUT.wav] [--start BEAT] [--end BEAT] [--tail SECONDS]\n"
                "       velmo analyze FILE\n"
                "Runs the Velmo synthesizer studio and its MCP server for AI agents on\n"
                "http://127.0.0.1:7341/mcp (set VELMO_MCP_PORT to use another port), or renders\n"
-               "a .velmo.json project offline and prints its mix analysis as JSON.\n",
+               "a .velmo.json project offline and prints its mix analysis as JSON.\n"
+               "--audio (or VELMO_AUDIO) chooses the sound back end; without it Velmo takes the\n"
+               "first of JACK, PulseAudio and ALSA that plays. 'none' runs without sound.\n",
                to);
+}
+
+// The one host of the process, for the window and headless alike: on the chosen back end, or the
+// first that plays, and said plainly when none does.
+std::unique_ptr<AudioHost> makeHost(std::optional<AudioBackend> backend) {
+    auto host = std::make_unique<AudioHost>(makeAudioDevice(backend, "Velmo"));
+    if (backend != AudioBackend::none && host->lastError())
+        std::fprintf(stderr,
+                     "velmo: no sound: %s\n"
+                     "Velmo goes on silently (the transport and MIDI out keep time) and tries the device "
+                     "again every 2 s.\n",
+                     host->lastError()->c_str());
+    return host;
 }
 
 } // namespace
@@ -36,9 +55,25 @@ void printUsage(std::FILE* to) {
 int main(int argc, char** argv) {
     if (int status = runRenderCommand(argc, argv); status >= 0) return status;
     bool headless = false;
+    std::optional<AudioBackend> backend;
+    try {
+        if (const char* chosen = std::getenv("VELMO_AUDIO"); chosen && *chosen) backend = parseAudioBackend(chosen);
+    } catch (const UserError& e) {
+        std::fprintf(stderr, "velmo: VELMO_AUDIO: %s\n", e.what());
+        return 2;
+    }
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--headless") == 0) {
             headless = true;
+            continue;
+        }
+        if (std::strcmp(argv[i], "--audio") == 0) {
+            try {
+                backend = parseAudioBackend(i + 1 < argc ? argv[++i] : "");
+            } catch (const UserError& e) {
+                std::fprintf(stderr, "velmo: --audio: %s\n", e.what());
+                return 2;
+            }
             continue;
         }
         if (std::strcmp(argv[i], "--version") == 0) {
@@ -55,12 +90,10 @@ int main(int argc, char** argv) {
     }
     // A client that disappears mid-response must not end the process.
     std::signal(SIGPIPE, SIG_IGN);
-    if (!headless && displayAvailable()) return runWindow(argc, argv);
+    if (!headless && displayAvailable()) return runWindow(argc, argv, makeHost(backend));
 
     HeadlessMainQueue mainQueue;
-    // Until the device back ends arrive, the clock thread renders: the transport moves and MIDI
-    // out keeps time, silently.
-    Studio studio(Studio::demoProject(), std::make_unique<AudioHost>(nullptr), mainQueue);
+    Studio studio(Studio::demoProject(), makeHost(backend), mainQueue);
     MCPDispatcher dispatcher(studio, mainQueue);
     MCPHTTPServer server(VelmoInfo::port(), dispatcher);
 

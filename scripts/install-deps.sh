@@ -13,6 +13,8 @@ packages=(
   locales-all          # a German locale, to test that numbers read and print the same under it
   libsndfile1-dev      # tests read rendered WAV files back with an independent reader
   libasio-dev          # the MCP server's sockets (standalone, header-only)
+  librtaudio-dev       # the output device: JACK, PulseAudio and ALSA
+  jackd2 libjack-jackd2-dev  # the audio host's tests run a JACK server with the dummy driver
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer
   libclang-rt-14-dev   # clang's sanitizer and libFuzzer runtimes, which `clang` does not pull in
   desktop-file-utils   # the install test validates the desktop entry
@@ -38,9 +40,9 @@ done
 
 echo "Installing missing packages: ${missing[*]}"
 if [ "$(id -u)" -eq 0 ]; then
-  apt=(apt-get)
+  root=()
 elif command -v sudo >/dev/null 2>&1 && sudo -n true 2>/dev/null; then
-  apt=(sudo apt-get)
+  root=(sudo)
 else
   echo "error: these packages are missing and I cannot install them without root or sudo:" >&2
   echo "  ${missing[*]}" >&2
@@ -48,5 +50,8 @@ else
   exit 1
 fi
 export DEBIAN_FRONTEND=noninteractive
-"${apt[@]}" update -qq
-"${apt[@]}" install -y -qq --no-install-recommends "${missing[@]}"
+# jackd2 asks whether to enable real-time scheduling for the audio group; the tests run it
+# without, and the question must not stop an unattended install.
+echo "jackd2 jackd/tweak_rt_limits boolean false" | "${root[@]}" debconf-set-selections
+"${root[@]}" apt-get update -qq
+"${root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

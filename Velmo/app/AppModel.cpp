@@ -25,12 +25,18 @@ QString defaultFolder() { return QDir::homePath() + "/Music/Velmo"; }
 
 std::filesystem::path pathOf(const QString& file) { return std::filesystem::path(file.toStdString()); }
 
+std::unique_ptr<Studio> makeStudio(Project project, std::unique_ptr<AudioHost> host, MainQueue& mainQueue) {
+    if (!host) return std::make_unique<Studio>(std::move(project));
+    return std::make_unique<Studio>(std::move(project), std::move(host), mainQueue);
+}
+
 } // namespace
 
-AppModel::AppModel(MainQueue& mainQueue, std::uint16_t port, std::optional<Project> project)
-    : mainQueue_(mainQueue), studio_(project ? std::move(*project) : Studio::demoProject()),
-      dispatcher_(studio_, mainQueue_), server_(port, dispatcher_) {
-    signals_ = std::make_unique<StudioSignals>(studio_);
+AppModel::AppModel(MainQueue& mainQueue, std::uint16_t port, std::unique_ptr<AudioHost> host,
+                   std::optional<Project> project)
+    : mainQueue_(mainQueue), studio_(makeStudio(project ? std::move(*project) : Studio::demoProject(), std::move(host), mainQueue)),
+      dispatcher_(*studio_, mainQueue_), server_(port, dispatcher_) {
+    signals_ = std::make_unique<StudioSignals>(*studio_);
     std::weak_ptr<bool> alive = alive_;
     server_.onState = [this, alive](MCPHTTPServer::State state) {
         if (alive.expired()) return;
@@ -71,29 +77,29 @@ void AppModel::openProject(QWidget* parent) {
                                                       "Velmo projects (*.json);;All files (*)");
     if (file.isEmpty()) return;
     try {
-        studio_.open(pathOf(file));
+        studio_->open(pathOf(file));
     } catch (const std::exception& e) {
         QMessageBox::warning(parent, "Couldn't open project", QString::fromStdString(e.what()));
     }
 }
 
 void AppModel::saveProject(bool as, QWidget* parent) {
-    std::optional<std::filesystem::path> to = as ? std::nullopt : studio_.fileURL();
+    std::optional<std::filesystem::path> to = as ? std::nullopt : studio_->fileURL();
     if (!to) {
-        const QString suggested = defaultFolder() + "/" + QString::fromStdString(studio_.project().name) + ".velmo.json";
+        const QString suggested = defaultFolder() + "/" + QString::fromStdString(studio_->project().name) + ".velmo.json";
         const QString file = QFileDialog::getSaveFileName(parent, "Save", suggested, "Velmo projects (*.json)");
         if (file.isEmpty()) return;
         to = pathOf(file);
     }
     try {
-        studio_.save(*to);
+        studio_->save(*to);
     } catch (const std::exception& e) {
         QMessageBox::warning(parent, "Couldn't save project", QString::fromStdString(e.what()));
     }
 }
 
 void AppModel::exportAudio(QWidget* parent) {
-    const QString suggested = defaultFolder() + "/" + QString::fromStdString(studio_.project().name) + ".wav";
+    const QString suggested = defaultFolder() + "/" + QString::fromStdString(studio_->project().name) + ".wav";
     const QString file = QFileDialog::getSaveFileName(parent, "Export Audio", suggested, "WAV audio (*.wav)");
     if (!file.isEmpty()) exportTo(file, parent);
 }
@@ -103,7 +109,7 @@ void AppModel::exportTo(const QString& to, QWidget* parent) {
     const int generation = ++exportGeneration_;
     std::weak_ptr<bool> alive = alive_;
     QWidget* alertParent = parent;
-    studio_.exportAudio(pathOf(to), 0, std::nullopt, 3.0, mainQueue_, [=, this](Studio::RenderOutcome outcome) {
+    studio_->exportAudio(pathOf(to), 0, std::nullopt, 3.0, mainQueue_, [=, this](Studio::RenderOutcome outcome) {
         if (alive.expired()) return;
         if (auto* analysis = std::get_if<MixAnalysis>(&outcome)) {
             setExportMessage(cText("Exported %.1fs, peak %.1f dBFS", analysis->seconds, analysis->peakDb));

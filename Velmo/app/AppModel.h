@@ -27,11 +27,13 @@ class MainQueue;
 class AppModel final : public QObject {
     Q_OBJECT
 public:
-    // `port` for the agent server; `project` defaults to the demo song.
-    AppModel(MainQueue& mainQueue, std::uint16_t port, std::optional<Project> project = std::nullopt);
+    // `port` for the agent server; `project` defaults to the demo song. The Studio plays through
+    // `host`; without one it makes no sound and its transport does not move (as in tests).
+    AppModel(MainQueue& mainQueue, std::uint16_t port, std::unique_ptr<AudioHost> host,
+             std::optional<Project> project = std::nullopt);
     ~AppModel() override;
 
-    Studio& studio() { return studio_; }
+    Studio& studio() { return *studio_; }
     StudioSignals& studioSignals() { return *signals_; }
     MCPDispatcher& dispatcher() { return dispatcher_; }
     MCPHTTPServer& server() { return server_; }
@@ -65,7 +67,7 @@ private:
 
     MainQueue& mainQueue_;
     MusicalTyping typing_;
-    Studio studio_;
+    std::unique_ptr<Studio> studio_;
     MCPDispatcher dispatcher_;
     MCPHTTPServer server_;
     MCPHTTPServer::State serverState_ = MCPHTTPServer::Starting{};

@@ -65,7 +65,7 @@ bool displayAvailable() {
     return (platform && *platform) || waylandAnswers() || xServerAnswers();
 }
 
-int runWindow(int argc, char** argv) {
+int runWindow(int argc, char** argv, std::unique_ptr<AudioHost> host) {
     QApplication::setOrganizationName("Velmo");
     QApplication::setApplicationName("Velmo");
     QApplication app(argc, argv);
@@ -75,7 +75,7 @@ int runWindow(int argc, char** argv) {
     Appearance::apply(Appearance::current());
 
     QtMainQueue mainQueue;
-    AppModel model(mainQueue, VelmoInfo::port());
+    AppModel model(mainQueue, VelmoInfo::port(), std::move(host));
     QObject::connect(&model, &AppModel::serverStateChanged, [&model] {
         const auto& state = model.serverState();
         if (std::holds_alternative<MCPHTTPServer::Listening>(state)) {
