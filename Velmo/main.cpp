@@ -8,6 +8,7 @@
 #include "Studio/Studio.h"
 #include "base/UserError.h"
 #include "engine/AudioBackend.h"
+#include "midi/AlsaMIDIPlatform.h"
 #include "server/MCPDispatcher.h"
 #include "server/MCPHTTPServer.h"
 #include "server/VelmoInfo.h"
@@ -94,6 +95,8 @@ int main(int argc, char** argv) {
 
     HeadlessMainQueue mainQueue;
     Studio studio(Studio::demoProject(), makeHost(backend), mainQueue);
+    // Without a sequencer there is no hub, and the MIDI tools say so.
+    studio.startMIDI(std::make_shared<AlsaMIDIPlatform>(), [&](std::function<void()> task) { mainQueue.post(std::move(task)); });
     MCPDispatcher dispatcher(studio, mainQueue);
     MCPHTTPServer server(VelmoInfo::port(), dispatcher);
 

@@ -14,6 +14,7 @@ packages=(
   libsndfile1-dev      # tests read rendered WAV files back with an independent reader
   libasio-dev          # the MCP server's sockets (standalone, header-only)
   librtaudio-dev       # the output device: JACK, PulseAudio and ALSA
+  libasound2-dev       # MIDI in and out through the ALSA sequencer
   jackd2 libjack-jackd2-dev  # the audio host's tests run a JACK server with the dummy driver
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer
   libclang-rt-14-dev   # clang's sanitizer and libFuzzer runtimes, which `clang` does not pull in

@@ -1,7 +1,9 @@
 #include "AppModel.h"
 
 #include "KeyMonitor.h"
+#include "Studio/MainQueue.h"
 #include "controls/CText.h"
+#include "midi/AlsaMIDIPlatform.h"
 
 #include <QCoreApplication>
 #include <QDesktopServices>
@@ -37,6 +39,12 @@ AppModel::AppModel(MainQueue& mainQueue, std::uint16_t port, std::unique_ptr<Aud
     : mainQueue_(mainQueue), studio_(makeStudio(project ? std::move(*project) : Studio::demoProject(), std::move(host), mainQueue)),
       dispatcher_(*studio_, mainQueue_), server_(port, dispatcher_) {
     signals_ = std::make_unique<StudioSignals>(*studio_);
+    // MIDI belongs with sound: a Studio that plays hears controllers and plays external gear.
+    // Without a sequencer there is no hub, and the MIDI tools say so.
+    if (studio_->host())
+        studio_->startMIDI(std::make_shared<AlsaMIDIPlatform>(), [&mainQueue](std::function<void()> task) {
+            mainQueue.post(std::move(task));
+        });
     std::weak_ptr<bool> alive = alive_;
     server_.onState = [this, alive](MCPHTTPServer::State state) {
         if (alive.expired()) return;
