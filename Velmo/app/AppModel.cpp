@@ -34,8 +34,8 @@ std::unique_ptr<Studio> makeStudio(Project project, std::unique_ptr<AudioHost> h
 
 } // namespace
 
-AppModel::AppModel(MainQueue& mainQueue, std::uint16_t port, std::unique_ptr<AudioHost> host,
-                   std::optional<Project> project)
+AppModel::AppModel(MainQueue& mainQueue, std::uint16_t port, std::optional<Project> project,
+                   std::unique_ptr<AudioHost> host)
     : mainQueue_(mainQueue), studio_(makeStudio(project ? std::move(*project) : Studio::demoProject(), std::move(host), mainQueue)),
       dispatcher_(*studio_, mainQueue_), server_(port, dispatcher_) {
     signals_ = std::make_unique<StudioSignals>(*studio_);

@@ -29,8 +29,8 @@ class AppModel final : public QObject {
 public:
     // `port` for the agent server; `project` defaults to the demo song. The Studio plays through
     // `host`; without one it makes no sound and its transport does not move (as in tests).
-    AppModel(MainQueue& mainQueue, std::uint16_t port, std::unique_ptr<AudioHost> host,
-             std::optional<Project> project = std::nullopt);
+    AppModel(MainQueue& mainQueue, std::uint16_t port, std::optional<Project> project = std::nullopt,
+             std::unique_ptr<AudioHost> host = nullptr);
     ~AppModel() override;
 
     Studio& studio() { return *studio_; }

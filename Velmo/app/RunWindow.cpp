@@ -75,7 +75,7 @@ int runWindow(int argc, char** argv, std::unique_ptr<AudioHost> host) {
     Appearance::apply(Appearance::current());
 
     QtMainQueue mainQueue;
-    AppModel model(mainQueue, VelmoInfo::port(), std::move(host));
+    AppModel model(mainQueue, VelmoInfo::port(), std::nullopt, std::move(host));
     QObject::connect(&model, &AppModel::serverStateChanged, [&model] {
         const auto& state = model.serverState();
         if (std::holds_alternative<MCPHTTPServer::Listening>(state)) {

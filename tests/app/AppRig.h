@@ -22,7 +22,7 @@ inline Project rigSong() {
 
 struct AppRig {
     QtMainQueue queue;
-    AppModel model{queue, 0, nullptr, rigSong()};
+    AppModel model{queue, 0, rigSong()};
     Studio& studio = model.studio();
 
     // Undo steps there are, found by undoing all and redoing them again.
