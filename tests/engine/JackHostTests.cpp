@@ -156,7 +156,11 @@ TEST(JackHost, PlaysLiveKeepsUpWithEditsAndComesBackAfterTheServerDies) {
     const auto [framesAfter, beatAfter] = framesAndBeat(studio, *recorder);
     const double tempo = studio.project().tempo;
     const double expected = double(framesAfter - framesBefore) / kRate * tempo / 60;
-    EXPECT_NEAR(beatAfter - beatBefore, expected, 0.02 * expected) << "the playhead moves with the tempo";
+    // Velmo and the recorder each run once a cycle, one after the other, and a late cycle on a
+    // busy machine may be lost to one of them alone: the two readings may be apart by up to a
+    // period at each end, besides the 2% (a wrong rate, 44.1 for 48 kHz, is 9%).
+    const double periodBeats = kPeriod / kRate * tempo / 60;
+    EXPECT_NEAR(beatAfter - beatBefore, expected, 0.02 * expected + 2 * periodBeats) << "the playhead moves with the tempo";
     EXPECT_NEAR(expected, 2 * tempo / 60, 0.05) << "two seconds were recorded";
     EXPECT_GT(recorder->peak(), 0.01f) << "the demo song sounds";
     EXPECT_LE(recorder->peak(), 0.966f + 1e-6f) << "never above the limiter's ceiling";
