@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -83,6 +84,9 @@ TransportBar::TransportBar(AppModel& model, QWidget* parent) : QWidget(parent), 
 
     scope_ = new Scope;
     exportMessage_ = label("", 11, true);
+    sound_ = label("no sound", 11, false);
+    sound_->setObjectName("noSound");
+    sound_->setStyleSheet("color: " + Theme::red.name());
 
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(16, 6, 16, 6);
@@ -101,6 +105,7 @@ TransportBar::TransportBar(AppModel& model, QWidget* parent) : QWidget(parent), 
     row->addWidget(metre_);
     row->addStretch(1);
     row->addWidget(exportMessage_);
+    row->addWidget(sound_);
     row->addSpacing(8);
     row->addLayout(masterColumn);
     row->addSpacing(8);
@@ -112,8 +117,20 @@ TransportBar::TransportBar(AppModel& model, QWidget* parent) : QWidget(parent), 
     connect(&model_.studioSignals(), &StudioSignals::liveChanged, this, &TransportBar::showLive);
     connect(&model_, &AppModel::exportMessageChanged, this,
             [this] { exportMessage_->setText(model_.exportMessage().value_or(QString())); });
+    // The host tries the device every 2 s and says nothing when it comes or goes.
+    auto* soundTimer = new QTimer(this);
+    connect(soundTimer, &QTimer::timeout, this, &TransportBar::showSound);
+    soundTimer->start(1000);
     showSong();
     showLive();
+    showSound();
+}
+
+void TransportBar::showSound() {
+    const AudioHost* host = model_.studio().host();
+    const bool silent = host && host->lastError();
+    sound_->setVisible(silent);
+    sound_->setToolTip(silent ? QString::fromStdString(*host->lastError()) + "\nVelmo tries again every 2 s." : QString());
 }
 
 void TransportBar::showSong() {

@@ -1,6 +1,7 @@
 // The strip at the top of the window: return, play and loop, the position, tempo and metre, the
-// master fader and meter, the oscilloscope, the export message and the agent server's pill. It
-// reads the live state at display rate and the song when it changes.
+// master fader and meter, the oscilloscope, the export message, "no sound" while no device plays,
+// and the agent server's pill. It reads the live state at display rate and the song when it
+// changes.
 #pragma once
 
 #include <QWidget>
@@ -32,6 +33,7 @@ protected:
 private:
     void showSong();
     void showLive();
+    void showSound();
 
     AppModel& model_;
     CircleButton* play_;
@@ -43,6 +45,7 @@ private:
     LevelMeter* meter_;
     Scope* scope_;
     QLabel* exportMessage_;
+    QLabel* sound_; // "no sound", with the device's reason as its tooltip
 };
 
 } // namespace velmo
