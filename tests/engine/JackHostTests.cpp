@@ -150,17 +150,22 @@ TEST(JackHost, PlaysLiveKeepsUpWithEditsAndComesBackAfterTheServerDies) {
     // Two seconds of the demo song.
     studio.play(0.0);
     serveUntil(queue, std::chrono::milliseconds(300), [] { return false; });
+    const int xrunsBeforeRecording = recorder->xruns();
     recorder->record(std::size_t(kRate * 2));
     const auto [framesBefore, beatBefore] = framesAndBeat(studio, *recorder);
     ASSERT_TRUE(serveUntil(queue, std::chrono::seconds(10), [&] { return recorder->done(); })) << "the server stalled";
     const auto [framesAfter, beatAfter] = framesAndBeat(studio, *recorder);
     const double tempo = studio.project().tempo;
     const double expected = double(framesAfter - framesBefore) / kRate * tempo / 60;
-    // Velmo and the recorder each run once a cycle, one after the other, and a late cycle on a
-    // busy machine may be lost to one of them alone: the two readings may be apart by up to a
-    // period at each end, besides the 2% (a wrong rate, 44.1 for 48 kHz, is 9%).
+    // Velmo and the recorder each run once a cycle, one after the other, so the two readings may
+    // be apart by up to a period at each end, besides the 2% (a wrong rate, 44.1 for 48 kHz, is
+    // 9%). A late cycle (an xrun) on a busy machine may be lost to one of them alone; then the
+    // recording is no measure of the time that passed.
+    const bool recordingLate = recorder->xruns() > xrunsBeforeRecording;
     const double periodBeats = kPeriod / kRate * tempo / 60;
-    EXPECT_NEAR(beatAfter - beatBefore, expected, 0.02 * expected + 2 * periodBeats) << "the playhead moves with the tempo";
+    if (!recordingLate) {
+        EXPECT_NEAR(beatAfter - beatBefore, expected, 0.02 * expected + 2 * periodBeats) << "the playhead moves with the tempo";
+    }
     EXPECT_NEAR(expected, 2 * tempo / 60, 0.05) << "two seconds were recorded";
     EXPECT_GT(recorder->peak(), 0.01f) << "the demo song sounds";
     EXPECT_LE(recorder->peak(), 0.966f + 1e-6f) << "never above the limiter's ceiling";
@@ -215,6 +220,7 @@ TEST(JackHost, PlaysLiveKeepsUpWithEditsAndComesBackAfterTheServerDies) {
     ASSERT_TRUE(serveUntil(queue, std::chrono::seconds(5), [&] { return recorder->done(); }));
     EXPECT_GT(recorder->peak(), 0.01f) << "sound again, " << std::chrono::duration<double>(Clock::now() - serverUp).count()
                                         << " s after the server came back";
+    if (recordingLate) GTEST_SKIP() << "the server ran late while recording: the tempo could not be judged";
     if (busyMachine) GTEST_SKIP() << "the server ran late without edits too: the edits could not be judged";
 }
 
