@@ -47,6 +47,10 @@ void ModalGen::start(double freq, double velocity, const ModalParams& p, double 
     hardness = std::clamp(p.hardness, 0.0, 1.0);
     const double soft = 1.0 - hardness;
     const double decay = std::max(p.decay, 0.02);
+    // Held to its range: beyond it a mode's denominator below reaches 0 or less (a bell's hum
+    // from 1.34 up, the upper modes below -0.03), its decay time turns negative and a hand-edited
+    // file would make the note grow without bound.
+    const double damping = std::clamp(p.damping, 0.0, 1.0);
     double total = 0.0;
     for (int i = 0; i < kModes; ++i) {
         re[i] = 0.0;
@@ -54,9 +58,8 @@ void ModalGen::start(double freq, double velocity, const ModalParams& p, double 
         if (i < static_cast<int>(ratios.size())) {
             const double ratio = ratios[static_cast<std::size_t>(i)];
             // Damping shortens the modes above the fundamental in proportion to their distance
-            // from it. A denominator at or below 0 (a bell's hum, high damping) is left as the
-            // arithmetic gives it.
-            const double t60 = decay / (p.damping * (ratio - 1.0) * 1.5 + 1.0);
+            // from it; a bell's hum, below it, rings longer.
+            const double t60 = decay / (damping * (ratio - 1.0) * 1.5 + 1.0);
             r[i] = std::exp(-kLn1000 / (sr * t60));
             // A soft strike favours the low modes; a hard one leaves the gains as they are.
             amp[i] = mat.gains[static_cast<std::size_t>(i)] * std::pow(ratio, soft * -1.5);

@@ -153,6 +153,16 @@ TEST(ModalGen, DampingShortensTheUpperModes) {
     }
 }
 
+// A hand-edited damping beyond 0 to 1 acts as the nearest end of the range: past it some mode's
+// decay time turns negative and the note grows without bound.
+TEST(ModalGen, DampingBeyondItsRangeStillDecays) {
+    for (double damping : {-1.0, 2.0}) {
+        ModalGen g;
+        const std::vector<double> out = strike(g, 220.0, ModalParams{ModalMaterial::bell, 0.5, damping, 1.0}, 96000);
+        EXPECT_LT(meanSquare(slice(out, 72000, 24000)), 1e-3 * meanSquare(slice(out, 0, 24000))) << damping;
+    }
+}
+
 TEST(ModalGen, HighNotesDropModesAndTheStrikeFollowsHardness) {
     ModalGen g;
     const double f = 6000.0; // 3.99 × f lies above 0.45 × sr: the bar keeps its fundamental alone
