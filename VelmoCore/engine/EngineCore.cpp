@@ -18,6 +18,15 @@ std::array<Biquad, 3> makeAnalysisBands(double sr) {
     return {Biquad::lowpass(250, 0.7, sr), Biquad::bandpass(1000, 0.5, sr), Biquad::highpass(4000, 0.7, sr)};
 }
 
+constexpr double masterGlideSeconds = 0.01; // a master volume change glides this long
+
+bool finite(const std::array<float, EngineCore::blockFrames>& l, const std::array<float, EngineCore::blockFrames>& r,
+            int n) {
+    for (int i = 0; i < n; ++i)
+        if (!std::isfinite(l[i]) || !std::isfinite(r[i])) return false;
+    return true;
+}
+
 } // namespace
 
 EngineCore::EngineCore(double sampleRate)
@@ -93,13 +102,34 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
             processAuditions(n, ctx);
             std::fill_n(busL_.begin(), n, 0.0f);
             std::fill_n(busR_.begin(), n, 0.0f);
-            for (auto& t : tracks_) t->renderBlock(n, ctx, busL_.data(), busR_.data(), analyzing_);
+            bool nonFinite = false;
+            for (auto& t : tracks_) nonFinite |= t->renderBlock(n, ctx, busL_.data(), busR_.data(), analyzing_);
+            // Finite tracks can still add up past the float range; the master effects, and the
+            // output, never see that.
+            if (!finite(busL_, busR_, n)) {
+                nonFinite = true;
+                std::fill_n(busL_.begin(), n, 0.0f);
+                std::fill_n(busR_.begin(), n, 0.0f);
+            }
             masterFX_.process(busL_.data(), busR_.data(), n);
+            if (!finite(busL_, busR_, n)) {
+                nonFinite = true;
+                std::fill_n(busL_.begin(), n, 0.0f);
+                std::fill_n(busR_.begin(), n, 0.0f);
+            }
+            if (nonFinite) ++nonFiniteBlocks_;
 
-            const float g = static_cast<float>(masterGain_);
+            // The master gain glides, so a master volume move makes no zipper noise.
+            if (masterSet_) {
+                masterRamp_.moveTo(masterGain_, static_cast<int>(masterGlideSeconds * sr));
+            } else {
+                masterRamp_.jumpTo(masterGain_);
+                masterSet_ = project_ != nullptr;
+            }
             float blockPeak = 0;
             double lowestGain = 1;
             for (int i = 0; i < n; ++i) {
+                const float g = static_cast<float>(masterRamp_.next());
                 const float l = busL_[i] * g;
                 const float r = busR_[i] * g;
                 if (analyzing_) {
@@ -152,6 +182,7 @@ void EngineCore::publishStatus() {
     status_.playing = playing_;
     status_.beat = beat_;
     status_.masterPeak = masterPeak_;
+    status_.nonFiniteBlocks = nonFiniteBlocks_;
     for (std::size_t i = 0; i < scopeSize; ++i) status_.scope[i] = scopeRing_[(scopeW_ + i) % scopeSize];
     if (unpublished_) {
         // The lists were built with the load; the old ones leave with it. Peaks read zeros until
@@ -275,7 +306,7 @@ void EngineCore::apply(PreparedLoad& load) {
     // The load takes the previous project away with it, so nothing is freed here.
     std::swap(project_, load.project);
     tempo_ = project_->tempo;
-    masterGain_ = project_->masterGain; // not ramped: steps at the block boundary
+    masterGain_ = project_->masterGain; // render glides to it
     const RenderContext ctx = context();
 
     std::vector<std::unique_ptr<TrackProcessor>>& next = load.tracks;

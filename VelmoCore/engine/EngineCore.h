@@ -14,6 +14,7 @@
 #include "engine/Limiter.h"
 #include "engine/MixAnalysis.h"
 #include "dsp/Biquad.h"
+#include "dsp/GainRamp.h"
 #include "dsp/RenderContext.h"
 #include "engine/TrackProcessor.h"
 
@@ -78,6 +79,7 @@ public:
     const EffectChain& masterEffects() const { return masterFX_; }
     std::size_t auditionCount() const { return auditions_.size(); }
     std::int64_t clippedFrames() const { return anClipped_; }
+    std::int64_t nonFiniteBlocks() const { return nonFiniteBlocks_; }
 
 private:
     // Lets a test hold the two locks as a slow control side would, to show render never waits.
@@ -114,6 +116,9 @@ private:
     double beat_ = 0;
     double tempo_ = 120;
     double masterGain_ = 1;
+    GainRamp masterRamp_;     // the master gain, glided to masterGain_ once a project is on
+    bool masterSet_ = false;  // the first project's gain is taken at once
+    std::int64_t nonFiniteBlocks_ = 0;
     Limiter limiter_;
     std::vector<AuditionEntry> auditions_;
 

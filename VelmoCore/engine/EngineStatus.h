@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,9 @@ struct EngineStatus {
     std::vector<std::string> trackIDs;
     std::vector<float> trackPeaks;         // same length as trackIDs
     std::array<float, scopeSize> scope{};  // mono output, oldest first
+    // Blocks in which a track or the master bus made a non-finite sample, since the core began:
+    // each was replaced by silence (and the track's voices cleared) before it reached the output.
+    std::int64_t nonFiniteBlocks = 0;
 
     bool operator==(const EngineStatus&) const = default;
 };

@@ -14,6 +14,7 @@ constexpr std::size_t pendingCapacity = 256;
 constexpr std::size_t monoCapacity = 32;
 constexpr std::size_t midiHeldCapacity = 128;
 constexpr double seekMargin = 1e-9; // beats: an event exactly on the seek position plays
+constexpr double gainGlideSeconds = 0.01; // a gain or pan change glides this long
 // A fourth-order Butterworth high-pass at 15 Hz, as two sections: flat within 0.01 dB from C1
 // (32.7 Hz) up, 22 dB down at 8 Hz, 46 at 4 Hz; repeated drum hits keep their pulse out of the
 // sub-audio band too.
@@ -177,8 +178,9 @@ std::int64_t TrackProcessor::noteOn(int pitch, double velocity, const RenderCont
         for (int i = 1; i < limit; ++i)
             if (voices_[i].startOrder < voices_[chosen].startOrder) chosen = i;
     }
-    // A stolen voice restarts in place, unfaded, keeping its pitch for glide.
-    voices_[chosen].start(pitch, velocity, tag, order_, p, ctx.sampleRate);
+    // A stolen voice that is still heard fades out first, then starts the note from silence
+    // with its pitch gliding on; a silent one starts at once.
+    voices_[chosen].steal(pitch, velocity, tag, order_, p, ctx.sampleRate);
     return tag;
 }
 
@@ -193,8 +195,11 @@ void TrackProcessor::monoNoteOn(int pitch, double velocity, std::int64_t tag, co
         v.pitch = pitch;
         v.tag = tag;
         v.targetPitch = pitch;
+    } else if (p.engine == EngineKind::pluck || p.engine == EngineKind::modal) {
+        // A struck engine restarts from scratch, which would cut the ringing string or bar.
+        v.steal(pitch, velocity, tag, order_, p, ctx.sampleRate);
     } else {
-        v.start(pitch, velocity, tag, order_, p, ctx.sampleRate);
+        v.start(pitch, velocity, tag, order_, p, ctx.sampleRate); // rises from where it stands
     }
 }
 
@@ -282,32 +287,57 @@ void TrackProcessor::resetAnalysis() {
     analysisPeak_ = 0;
 }
 
-void TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing) {
+bool TrackProcessor::mixIsFinite(int n) const {
+    for (int i = 0; i < n; ++i)
+        if (!std::isfinite(mixL_[i]) || !std::isfinite(mixR_[i])) return false;
+    return true;
+}
+
+bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing) {
     VELMO_PRECONDITION(n >= 0 && n <= blockFrames, "TrackProcessor::renderBlock");
     std::fill_n(mixL_.begin(), n, 0.0f);
     std::fill_n(mixR_.begin(), n, 0.0f);
     const SynthPatch& p = patch();
     for (Voice& v : voices_)
         if (v.active) v.render(n, p, ctx, mixL_.data(), mixR_.data());
+    // One non-finite sample (an extreme setting, a hand-edited file, a fault) would stay in the
+    // effects' delay lines and reverb for good, and in the voices that made it: it is caught
+    // before the effects, the block is silent and the voices start afresh with the next note.
+    bool reset = !mixIsFinite(n);
+    if (reset) {
+        for (Voice& v : voices_) v.clear();
+        std::fill_n(mixL_.begin(), n, 0.0f);
+        std::fill_n(mixR_.begin(), n, 0.0f);
+    }
     effects_.process(mixL_.data(), mixR_.data(), n);
+    if (!mixIsFinite(n)) { // an effect's own doing: its block is dropped too
+        reset = true;
+        std::fill_n(mixL_.begin(), n, 0.0f);
+        std::fill_n(mixR_.begin(), n, 0.0f);
+    }
 
-    // The gain moves to its target as one straight ramp over the block.
-    double g0 = gain_;
-    gain_ = targetGain_;
-    double delta = targetGain_ - g0;
-    double panL = std::min(1.0 - pan_, 1.0);
-    double panR = std::min(1.0 + pan_, 1.0);
+    // Gain and pan glide to their targets, so a fader or pan move makes no zipper noise.
+    const double targetL = targetGain_ * std::min(1.0 - pan_, 1.0);
+    const double targetR = targetGain_ * std::min(1.0 + pan_, 1.0);
+    if (gainSet_) {
+        const int frames = static_cast<int>(gainGlideSeconds * ctx.sampleRate);
+        gainL_.moveTo(targetL, frames);
+        gainR_.moveTo(targetR, frames);
+    } else {
+        gainL_.jumpTo(targetL);
+        gainR_.jumpTo(targetR);
+        gainSet_ = true;
+    }
     float blockPeak = 0;
     for (int i = 0; i < n; ++i) {
-        double g = g0 + delta * (i + 1) / n;
         // DC and sub-audio drift come from sources that have no known mean to subtract: drive and
         // ladder saturation of detuned oscillators (their beat), FM sidebands folding onto 0 Hz,
         // the asymmetric start of a drum hit, an effect. One blocker per track, after the effects,
         // catches them all for the price of four sections per track rather than per voice.
         const float dcFreeL = static_cast<float>(dcL_[1].process(dcL_[0].process(mixL_[i])));
         const float dcFreeR = static_cast<float>(dcR_[1].process(dcR_[0].process(mixR_[i])));
-        float l = dcFreeL * static_cast<float>(panL * g);
-        float r = dcFreeR * static_cast<float>(panR * g);
+        float l = dcFreeL * static_cast<float>(gainL_.next());
+        float r = dcFreeR * static_cast<float>(gainR_.next());
         busL[i] += l;
         busR[i] += r;
         blockPeak = std::max({blockPeak, std::fabs(l), std::fabs(r)});
@@ -318,6 +348,7 @@ void TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, f
         sampleCount_ += n;
         analysisPeak_ = std::max(analysisPeak_, blockPeak);
     }
+    return reset;
 }
 
 } // namespace velmo

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "dsp/Biquad.h"
+#include "dsp/GainRamp.h"
 #include "effects/EffectChain.h"
 #include "engine/CompiledProject.h"
 #include "midi/MIDISender.h"
@@ -79,8 +80,10 @@ public:
     // Ends every pending note-off now and forgets them (a loop wrap, a seek).
     void endPendingNotes();
 
-    // One block of `n` <= 32 frames: voices, effects, gain ramp and pan, added into the bus.
-    void renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing);
+    // One block of `n` <= 32 frames: voices, effects, gain and pan, added into the bus. A block
+    // in which the voices or the effects made a non-finite sample adds silence instead, and the
+    // voices are cleared so the track plays on from its next note; the result says so.
+    bool renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing);
 
     void setMIDISender(MIDISender* sender) { midiSender_ = sender; }
     void resetAnalysis();
@@ -98,10 +101,11 @@ public:
     std::size_t cursor() const { return cursor_; }
     const Voice& voice(int i) const { return voices_[static_cast<std::size_t>(i)]; }
     const EffectChain& effects() const { return effects_; }
-    double gain() const { return gain_; }
+    double gain() const { return targetGain_; }
 
 private:
     bool monoMode() const;
+    bool mixIsFinite(int n) const;
     void monoNoteOn(int pitch, double velocity, std::int64_t tag, const RenderContext& ctx);
     void releaseVoice(Voice& v);
     void sendNoteOff(int pitch);
@@ -113,8 +117,10 @@ private:
     std::vector<Voice> voices_;
     EffectChain effects_;
     double targetGain_ = 0;
-    double gain_ = 0;
     double pan_ = 0;
+    GainRamp gainL_; // gain and pan of each side, glided to their targets
+    GainRamp gainR_;
+    bool gainSet_ = false; // the first block takes the gain at once: a new track does not fade in
     std::int64_t tagCounter_ = 0;
     std::uint64_t order_ = 0;
     std::vector<HeldNote> monoStack_;

@@ -57,6 +57,8 @@ Voice::Voice() { WavetableBank::prepare(); }
 void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,
                   const SynthPatch& patch, double sampleRate) {
     const bool wasActive = active;
+    pending_ = false;
+    fadeLeft_ = 0;
     pitch = notePitch;
     velocity = noteVelocity;
     tag = noteTag;
@@ -82,6 +84,9 @@ void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std:
 
     // A voice that takes a new note while still audible keeps its oscillator phases.
     const bool fresh = ampEnv.value < kFreshLevel;
+    // A note from silence (and every drum hit) takes its level at once; a note taken over while
+    // heard glides from the level it had.
+    if (fresh || patch.engine == EngineKind::drums) levelSet_ = false;
     const double freq = noteFrequency(targetPitch);
     switch (patch.engine) {
     case EngineKind::analog:
@@ -103,6 +108,41 @@ void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std:
     }
 }
 
+void Voice::steal(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,
+                  const SynthPatch& patch, double sampleRate) {
+    const bool heard = active && (patch.engine == EngineKind::drums ? !drum.done : ampEnv.value >= kFreshLevel);
+    if (!heard) {
+        start(notePitch, noteVelocity, noteTag, order, patch, sampleRate);
+        return;
+    }
+    if (!pending_) { // a voice already fading goes on fading; only the waiting note changes
+        fadeVelocity_ = velocity;
+        fadePitch_ = pitch;
+        fadeFrames_ = std::max(1, static_cast<int>(std::lround(kStealFadeSeconds * sampleRate)));
+        fadeLeft_ = fadeFrames_;
+        pending_ = true;
+    }
+    pitch = notePitch;
+    velocity = noteVelocity;
+    tag = noteTag;
+    startOrder = order;
+    released = false;
+}
+
+void Voice::startPending(const SynthPatch& patch, double sr) {
+    const bool releasedWhileFading = released;
+    // The stolen sound is gone, so the note starts from silence as on a free voice: envelopes,
+    // operators, oscillators and filter from zero. Only the pitch glides on from where it was.
+    ampEnv.stage = modEnv.stage = ADSR::Stage::idle;
+    ampEnv.value = modEnv.value = 0.0;
+    for (ADSR& e : fm.env) {
+        e.stage = ADSR::Stage::idle;
+        e.value = 0.0;
+    }
+    start(pitch, velocity, tag, startOrder, patch, sr);
+    if (releasedWhileFading) release(patch.engine);
+}
+
 void Voice::release(EngineKind engine) {
     if (!active || released) return;
     released = true;
@@ -120,11 +160,35 @@ void Voice::hardStop() {
     modEnv.stage = ADSR::Stage::idle;
     modEnv.value = 0.0;
     drum.done = true;
+    pending_ = false;
+    fadeLeft_ = 0;
+    levelSet_ = false;
 }
 
-ModValues Voice::modulation(const SynthPatch& patch, double lfo1Value, double lfo2Value, double modEnvValue) const {
+void Voice::clear() {
+    hardStop();
+    curPitch = targetPitch = pitch;
+    for (LFO* lfo : {&lfo1, &lfo2}) {
+        lfo->phase = 0.0;
+        lfo->held = 0.0;
+    }
+    prevMods = {};
+    filterL.reset();
+    filterR.reset();
+    for (ADSR& e : fm.env) {
+        e.stage = ADSR::Stage::idle;
+        e.value = 0.0;
+    }
+    fm.out = {};
+    fm.fb1 = fm.fb2 = 0.0;
+    levelL_.jumpTo(0.0);
+    levelR_.jumpTo(0.0);
+}
+
+ModValues Voice::modulation(const SynthPatch& patch, Heard note, double lfo1Value, double lfo2Value,
+                            double modEnvValue) const {
     ModValues m;
-    const double keytrack = (pitch - 60) / 48.0; // 0 at C4, 1 at note 108, -1 at note 12
+    const double keytrack = (note.pitch - 60) / 48.0; // 0 at C4, 1 at note 108, -1 at note 12
     for (const ModSlot& slot : patch.mod) {
         if (slot.source == ModSource::none || slot.destination == ModDestination::none || slot.amount == 0.0)
             continue;
@@ -135,7 +199,7 @@ ModValues Voice::modulation(const SynthPatch& patch, double lfo1Value, double lf
         case ModSource::lfo2: source = lfo2Value; break;
         case ModSource::modEnv: source = modEnvValue; break;
         case ModSource::ampEnv: source = ampEnv.value; break; // as it stands after this block's ticks
-        case ModSource::velocity: source = velocity; break;
+        case ModSource::velocity: source = note.velocity; break;
         case ModSource::keytrack: source = keytrack; break;
         case ModSource::random: source = randomValue; break;
         }
@@ -159,10 +223,12 @@ ModValues Voice::modulation(const SynthPatch& patch, double lfo1Value, double lf
     return m;
 }
 
-void Voice::filter(const FilterParams& f, const ModValues& m, double modEnvValue, double sr, int n) {
+void Voice::filter(const FilterParams& f, const ModValues& m, double noteVelocity, double modEnvValue, double sr,
+                   int n) {
     // Key tracking follows the glided pitch and leaves out pitch modulation; envAmount and
     // velocity are in octaves.
-    const double octaves = m.cutoff + (f.velocity * velocity + (modEnvValue * f.envAmount + f.keyTrack * (curPitch - 60.0) / 12.0));
+    const double octaves =
+        m.cutoff + (f.velocity * noteVelocity + (modEnvValue * f.envAmount + f.keyTrack * (curPitch - 60.0) / 12.0));
     const double cutoff = f.cutoff * std::exp2(octaves);
     const double resonance = f.resonance + m.resonance;
     const FilterCoefs c = FilterState::coefs(f.type, cutoff, resonance, sr);
@@ -182,74 +248,50 @@ void Voice::filter(const FilterParams& f, const ModValues& m, double modEnvValue
     }
 }
 
-void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR) {
-    if (!active) return;
-    if (n < 0 || n > kMaxBlock) {
-        // A caller's fault, never an input's: the engine cuts every call into blocks of at most 32.
-        std::fprintf(stderr, "Voice::render: block of %d frames, at most %d allowed\n", n, kMaxBlock);
-        std::abort();
-    }
-    const double sr = ctx.sampleRate;
-    const EngineKind engine = patch.engine;
-
-    // Glide: exponential, time constant 0.35 × glide seconds, stepped per block.
-    const double glide = patch.voice.glide;
-    if (glide > kMinGlide)
-        curPitch = targetPitch + (curPitch - targetPitch) * std::exp(n / (sr * (glide * -0.35)));
+void Voice::glide(double seconds, int n, double sr) {
+    // Exponential, time constant 0.35 × glide seconds, stepped per block.
+    if (seconds > kMinGlide)
+        curPitch = targetPitch + (curPitch - targetPitch) * std::exp(n / (sr * (seconds * -0.35)));
     else
         curPitch = targetPitch;
+}
 
-    // LFOs, rate-modulated one block late from prevMods; lfo1 first.
-    const double lfo1Value = lfo1.tick(patch.lfo1.shape, lfoRate(patch.lfo1, ctx.tempo, prevMods.lfo1Rate), n, sr);
-    const double lfo2Value = lfo2.tick(patch.lfo2.shape, lfoRate(patch.lfo2, ctx.tempo, prevMods.lfo2Rate), n, sr);
-
-    // The modulation envelope runs at sample rate and is read at block rate.
-    modEnv.configure(patch.modEnv, sr);
-    const double modEnvValue = modEnv.tickTimes(n);
-
-    if (engine == EngineKind::drums) {
+void Voice::amplitudeEnvelope(const SynthPatch& patch, int n, double sr) {
+    if (patch.engine == EngineKind::drums) {
         std::fill_n(ampBuf.begin(), n, 1.0); // a drum shapes its own decay; ampEnv stands still
     } else {
         ampEnv.configure(patch.ampEnv, sr);
         ampEnv.tickInto(ampBuf.data(), n);
     }
-
-    const ModValues m = modulation(patch, lfo1Value, lfo2Value, modEnvValue);
-    prevMods = m;
-
-    const double freq = noteFrequency(curPitch + m.pitch);
-
-    bool hitAlive = true;
-    switch (engine) {
-    case EngineKind::analog:
-        analog.render(n, freq, m, patch.analog, sr, bufL.data(), bufR.data());
-        break;
-    case EngineKind::wavetable:
-        wavetable.render(n, freq, m, patch.wavetable, sr, bufL.data(), bufR.data());
-        break;
-    case EngineKind::fm:
-        fm.render(n, freq, m, patch.fm, sr, bufL.data(), bufR.data());
-        break;
-    case EngineKind::additive:
-        additive.render(n, freq, m, patch.additive, sr, bufL.data(), bufR.data());
-        break;
-    case EngineKind::pluck:
-        pluck.render(n, freq, patch.pluck, sr, bufL.data(), bufR.data());
-        break;
-    case EngineKind::modal:
-        modal.render(n, freq, sr, bufL.data(), bufR.data());
-        break;
-    case EngineKind::drums:
-        hitAlive = drum.render(n, patch.drums, sr, bufL.data(), bufR.data());
-        break;
+    if (!pending_) return;
+    // A straight fade of the stolen sound to silence, then silence until the block ends.
+    for (int i = 0; i < n; ++i) {
+        ampBuf[i] *= static_cast<double>(fadeLeft_) / fadeFrames_;
+        if (fadeLeft_ > 0) --fadeLeft_;
     }
+}
 
-    if (patch.filter.type != FilterType::off) filter(patch.filter, m, modEnvValue, sr, n);
+bool Voice::runGenerator(const SynthPatch& patch, const ModValues& m, int n, double sr) {
+    const double freq = noteFrequency(curPitch + m.pitch);
+    float* l = bufL.data();
+    float* r = bufR.data();
+    switch (patch.engine) {
+    case EngineKind::analog: analog.render(n, freq, m, patch.analog, sr, l, r); break;
+    case EngineKind::wavetable: wavetable.render(n, freq, m, patch.wavetable, sr, l, r); break;
+    case EngineKind::fm: fm.render(n, freq, m, patch.fm, sr, l, r); break;
+    case EngineKind::additive: additive.render(n, freq, m, patch.additive, sr, l, r); break;
+    case EngineKind::pluck: pluck.render(n, freq, patch.pluck, sr, l, r); break;
+    case EngineKind::modal: modal.render(n, freq, sr, l, r); break;
+    case EngineKind::drums: return drum.render(n, patch.drums, sr, l, r); // false once the hit has ended
+    }
+    return true;
+}
 
+void Voice::mixOut(const VoiceParams& vp, const ModValues& m, double noteVelocity, int n, double sr, float* outL,
+                   float* outR) {
     // Level and pan: velocity sensitivity, the volume offset (never below silence) and a linear
     // balance with no centre dip. The voice has no pan of its own; only modulation moves it.
-    const VoiceParams& vp = patch.voice;
-    double g = vp.level * ((1.0 - vp.velocitySens) + vp.velocitySens * velocity);
+    double g = vp.level * ((1.0 - vp.velocitySens) + vp.velocitySens * noteVelocity);
     const double v = 1.0 + m.volume;
     g = v >= 0.0 ? v * g : 0.0;
     double left, right;
@@ -264,16 +306,66 @@ void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, flo
         left = g * std::min(1.0 - p, 1.0);
         right = g * std::min(1.0 + p, 1.0);
     }
+    // A level, volume or pan that moves glides there, so neither an edit nor a modulation steps
+    // once per block; a fresh note takes its level at once.
+    if (levelSet_) {
+        const int frames = static_cast<int>(kLevelGlideSeconds * sr);
+        levelL_.moveTo(left, frames);
+        levelR_.moveTo(right, frames);
+    } else {
+        levelL_.jumpTo(left);
+        levelR_.jumpTo(right);
+        levelSet_ = true;
+    }
+    if (levelL_.moving() || levelR_.moving()) {
+        for (int i = 0; i < n; ++i) {
+            const double gl = levelL_.next(), gr = levelR_.next();
+            outL[i] += bufL[i] * static_cast<float>(gl * ampBuf[i]);
+            outR[i] += bufR[i] * static_cast<float>(gr * ampBuf[i]);
+        }
+        return;
+    }
+    left = levelL_.value;
+    right = levelR_.value;
     for (int i = 0; i < n; ++i) {
         outL[i] += bufL[i] * static_cast<float>(left * ampBuf[i]);
         outR[i] += bufR[i] * static_cast<float>(right * ampBuf[i]);
     }
+}
+
+void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR) {
+    if (!active) return;
+    if (n < 0 || n > kMaxBlock) {
+        // A caller's fault, never an input's: the engine cuts every call into blocks of at most 32.
+        std::fprintf(stderr, "Voice::render: block of %d frames, at most %d allowed\n", n, kMaxBlock);
+        std::abort();
+    }
+    const double sr = ctx.sampleRate;
+    const Heard note = heard();
+    glide(patch.voice.glide, n, sr);
+
+    // LFOs, rate-modulated one block late from prevMods; lfo1 first.
+    const double lfo1Value = lfo1.tick(patch.lfo1.shape, lfoRate(patch.lfo1, ctx.tempo, prevMods.lfo1Rate), n, sr);
+    const double lfo2Value = lfo2.tick(patch.lfo2.shape, lfoRate(patch.lfo2, ctx.tempo, prevMods.lfo2Rate), n, sr);
+
+    // The modulation envelope runs at sample rate and is read at block rate.
+    modEnv.configure(patch.modEnv, sr);
+    const double modEnvValue = modEnv.tickTimes(n);
+    amplitudeEnvelope(patch, n, sr);
+
+    const ModValues m = modulation(patch, note, lfo1Value, lfo2Value, modEnvValue);
+    prevMods = m;
+    const bool hitAlive = runGenerator(patch, m, n, sr);
+    if (patch.filter.type != FilterType::off) filter(patch.filter, m, note.velocity, modEnvValue, sr, n);
+    mixOut(patch.voice, m, note.velocity, n, sr, outL, outR);
 
     // The end of a voice is the end of its amplitude envelope (or of a drum's hit); a generator
-    // that still rings is cut there.
-    if (engine == EngineKind::drums) {
-        if (!hitAlive) active = false;
-    } else if (ampEnv.stage == ADSR::Stage::idle) {
+    // that still rings is cut there. A stolen sound that has faded, or ended, gives way to the
+    // waiting note.
+    const bool ended = patch.engine == EngineKind::drums ? !hitAlive : ampEnv.stage == ADSR::Stage::idle;
+    if (pending_) {
+        if (fadeLeft_ == 0 || ended) startPending(patch, sr);
+    } else if (ended) {
         active = false;
     }
 }

@@ -10,6 +10,7 @@
 #include "synth/DrumGen.h"
 #include "synth/FMGen.h"
 #include "dsp/FilterState.h"
+#include "dsp/GainRamp.h"
 #include "synth/LFO.h"
 #include "synth/ModalGen.h"
 #include "synth/ModValues.h"
@@ -28,6 +29,8 @@ namespace velmo {
 class Voice {
 public:
     static constexpr int kMaxBlock = 32; // frames; a larger block is a caller's fault
+    static constexpr double kStealFadeSeconds = 0.003;  // a stolen voice's fade before its new note
+    static constexpr double kLevelGlideSeconds = 0.01;  // level, volume and pan changes glide this long
 
     bool active = false;   // rendering
     bool released = false; // note-off has come
@@ -67,12 +70,27 @@ public:
     void start(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,
                const SynthPatch& patch, double sampleRate);
 
+    // Takes the voice for a new note, as `start` does, unless it is still heard: then its sound
+    // fades out over kStealFadeSeconds and the note starts from silence at the block after, where
+    // a restart in place would cut the sound with a click. The identity fields (pitch, velocity,
+    // tag, startOrder, released) belong to the new note at once.
+    void steal(int notePitch, double noteVelocity, std::int64_t noteTag, std::uint64_t order,
+               const SynthPatch& patch, double sampleRate);
+
+    // A stolen sound is fading out and the voice's note waits for it.
+    bool fading() const { return pending_; }
+
     // Note-off: envelopes go to release; a drum voice is only marked and plays its hit out.
     void release(EngineKind engine);
 
     // Silences at once, for a change of engine or voice mode: the old state would mean
     // something else to the new generator.
     void hardStop();
+
+    // Silences at once and forgets everything the voice carried from note to note (LFO phases,
+    // glide, filter and operator states), keeping its random streams: after a non-finite sample
+    // nothing of the voice may be trusted. The next note starts as on a new voice.
+    void clear();
 
     // Renders n frames (0 to 32) and adds them into outL and outR. Does nothing when inactive.
     // The patch is read in place; nothing here allocates, locks or throws.
@@ -83,8 +101,31 @@ private:
     std::array<float, kMaxBlock> bufR{};
     std::array<double, kMaxBlock> ampBuf{}; // the amplitude envelope of one block
 
-    ModValues modulation(const SynthPatch& patch, double lfo1Value, double lfo2Value, double modEnvValue) const;
-    void filter(const FilterParams& f, const ModValues& m, double modEnvValue, double sr, int n);
+    // The velocity and pitch that are heard: the stolen note's while it fades, else the note's.
+    struct Heard {
+        double velocity;
+        int pitch;
+    };
+    Heard heard() const { return pending_ ? Heard{fadeVelocity_, fadePitch_} : Heard{velocity, pitch}; }
+
+    void glide(double seconds, int n, double sr);
+    void amplitudeEnvelope(const SynthPatch& patch, int n, double sr);
+    ModValues modulation(const SynthPatch& patch, Heard note, double lfo1Value, double lfo2Value,
+                         double modEnvValue) const;
+    bool runGenerator(const SynthPatch& patch, const ModValues& m, int n, double sr);
+    void filter(const FilterParams& f, const ModValues& m, double noteVelocity, double modEnvValue, double sr, int n);
+    void mixOut(const VoiceParams& vp, const ModValues& m, double noteVelocity, int n, double sr, float* outL,
+                float* outR);
+    void startPending(const SynthPatch& patch, double sr);
+
+    GainRamp levelL_; // the voice's level and pan on each side, glided
+    GainRamp levelR_;
+    bool levelSet_ = false;     // false until a fresh note's first block sets the level at once
+    bool pending_ = false;      // a note waits for a stolen sound to fade out
+    int fadeLeft_ = 0;          // frames of that fade still to go
+    int fadeFrames_ = 1;        // frames of the whole fade
+    double fadeVelocity_ = 1.0; // the stolen note's velocity and pitch, heard while it fades
+    int fadePitch_ = 60;
 };
 
 } // namespace velmo

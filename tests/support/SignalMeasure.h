@@ -2,7 +2,10 @@
 // amplitude or frequency of one component by correlation, and find a process's sine gain.
 #pragma once
 
+#include "dsp/Biquad.h"
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -109,6 +112,21 @@ inline double levelBelowDb(const std::vector<double>& x, double limit, double sr
     double power = 0.0;
     for (int k = 0; k * sr / n <= limit; ++k) power += (k == 0 ? 1.0 : 2.0) * std::norm(correlate(x, k * sr / n, sr, 0, x.size(), true));
     return 10.0 * std::log10(power / (n * (3.0 * n / 8.0)) + 1e-30); // 3n/8: the Hann window's energy
+}
+
+// Level in dB (full scale 1) of the part of x[from, from + length) above `limit` Hz: all of x
+// runs through an eighth-order Butterworth high-pass, so the filter has settled by `from`.
+inline double levelAboveDb(const std::vector<double>& x, double limit, double sr, size_t from, size_t length) {
+    std::array<Biquad, 4> sections;
+    for (size_t k = 0; k < sections.size(); ++k)
+        sections[k] = Biquad::highpass(limit, 0.5 / std::cos((2.0 * k + 1.0) * std::numbers::pi / 16.0), sr);
+    double sum = 0.0;
+    for (size_t i = 0; i < from + length; ++i) {
+        double y = x[i];
+        for (Biquad& b : sections) y = b.process(y);
+        if (i >= from) sum += y * y;
+    }
+    return 10.0 * std::log10(sum / static_cast<double>(length) + 1e-30);
 }
 
 inline double cents(double f, double reference) { return 1200.0 * std::log2(f / reference); }
