@@ -310,7 +310,10 @@ bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, f
         std::fill_n(mixR_.begin(), n, 0.0f);
     }
     effects_.process(mixL_.data(), mixR_.data(), n);
-    if (!mixIsFinite(n)) { // an effect's own doing: its block is dropped too
+    // An effect's own non-finite output is dropped too. Its state is not cleared (effects have no
+    // reset), so such an effect keeps the track silent until a load replaces it; the output and
+    // the master effects never see it.
+    if (!mixIsFinite(n)) {
         reset = true;
         std::fill_n(mixL_.begin(), n, 0.0f);
         std::fill_n(mixR_.begin(), n, 0.0f);
