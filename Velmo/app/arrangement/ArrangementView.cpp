@@ -34,6 +34,8 @@ ArrangementView::ArrangementView(AppModel& model, QWidget* parent) : QWidget(par
     laneScroll_ = new QScrollArea;
     laneScroll_->setWidget(lanes_);
     laneScroll_->setFrameShape(QFrame::NoFrame);
+    // Always there, so the headers beside can leave the same room below and stay level.
+    laneScroll_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
     laneScroll_->viewport()->installEventFilter(this);
     // The headers scroll only with the lanes, so their bars stay hidden.
     auto* headerScroll = new QScrollArea;
@@ -53,9 +55,13 @@ ArrangementView::ArrangementView(AppModel& model, QWidget* parent) : QWidget(par
     top->addWidget(columnHeader_);
     top->addWidget(new Hairline(true));
     top->addWidget(ruler_, 1);
+    auto* headerSide = new QVBoxLayout;
+    headerSide->setSpacing(0);
+    headerSide->addWidget(headerScroll, 1);
+    headerSide->addSpacing(laneScroll_->horizontalScrollBar()->sizeHint().height());
     auto* body = new QHBoxLayout;
     body->setSpacing(0);
-    body->addWidget(headerScroll);
+    body->addLayout(headerSide);
     body->addWidget(new Hairline(true));
     body->addWidget(laneScroll_, 1);
     auto* arrangement = new QWidget;

@@ -25,9 +25,8 @@ Ruler::Ruler(AppModel& model, const double& ppb, QWidget* parent) : QWidget(pare
     StudioSignals& signals = model_.studioSignals();
     connect(&signals, &StudioSignals::songChanged, this, qOverload<>(&QWidget::update));
     connect(&signals, &StudioSignals::liveChanged, this, [this] {
-        const double x = model_.studio().live().beat * ppb_;
-        if (x == playheadX_) return;
-        playheadX_ = x;
+        if (model_.studio().live().beat == shownBeat_) return;
+        shownBeat_ = model_.studio().live().beat;
         update();
     });
 }
@@ -66,13 +65,12 @@ void Ruler::paintEvent(QPaintEvent*) {
     painter.fillRect(QRectF(left, height() - 1, width(), 1), p.line);
 
     // The playhead's head: a small triangle 9 wide and 6 high, pointing down to the lanes.
-    if (playheadX_ >= 0) {
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(Theme::accent);
-        const double x = playheadX_, y = height() - 6;
-        painter.drawPolygon(QPolygonF{{x - 4.5, y}, {x + 4.5, y}, {x, y + 6.0}});
-    }
+    shownBeat_ = model_.studio().live().beat;
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Theme::accent);
+    const double x = shownBeat_ * ppb_, y = height() - 6;
+    painter.drawPolygon(QPolygonF{{x - 4.5, y}, {x + 4.5, y}, {x, y + 6.0}});
 }
 
 void Ruler::mousePressEvent(QMouseEvent* event) {

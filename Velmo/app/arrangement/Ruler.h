@@ -30,7 +30,7 @@ private:
     int offset_ = 0;
     std::optional<double> pressX_;  // in timeline pixels
     bool dragged_ = false;          // went beyond a click's few pixels
-    double playheadX_ = -1;
+    double shownBeat_ = 0;  // the playhead as last painted
 };
 
 } // namespace velmo
