@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QPalette>
 
+#include <algorithm>
 #include <array>
 
 namespace velmo::Theme {
@@ -45,6 +46,14 @@ void setDark(bool dark) {
     qt.setColor(QPalette::Disabled, QPalette::WindowText, p.ink3);
     qt.setColor(QPalette::Disabled, QPalette::ButtonText, p.ink3);
     QApplication::setPalette(qt);
+}
+
+QColor mix(const QColor& under, const QColor& over, double amount) {
+    const double a = std::clamp(amount, 0.0, 1.0);
+    const auto channel = [a](double u, double o) { return u + (o - u) * a; };
+    return QColor::fromRgbF(static_cast<float>(channel(under.redF(), over.redF())),
+                            static_cast<float>(channel(under.greenF(), over.greenF())),
+                            static_cast<float>(channel(under.blueF(), over.blueF())));
 }
 
 void paintWell(QPainter& painter, const QRectF& rect, double radius) {

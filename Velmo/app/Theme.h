@@ -30,6 +30,9 @@ inline const QColor accent = orange;
 
 // A track's `colorIndex`, taken modulo eight.
 QColor trackColor(int index);
+// `over` laid on `under` at `amount` (0...1), as one opaque colour: opaque fills cost a fraction
+// of blended ones, which matters where thousands of clips and notes are painted.
+QColor mix(const QColor& under, const QColor& over, double amount);
 // The sunken well that readouts and scopes sit in: a rounded rectangle in `inset`, antialiased.
 void paintWell(QPainter& painter, const QRectF& rect, double radius = 6);
 

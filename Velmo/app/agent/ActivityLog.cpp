@@ -47,23 +47,24 @@ protected:
             const QStringList cells = activityCells(entry, i);
             const QRectF row(0, static_cast<double>(i) * h, width(), h);
             if (!entry.ok) {
-                QColor tint = Theme::red;
-                tint.setAlphaF(0.08);
-                painter.fillRect(row, tint);
+                painter.fillRect(row, Theme::mix(p.surface, Theme::red, 0.08));
                 painter.fillRect(QRectF(row.left(), row.top(), 3, h), Theme::red);
             }
             painter.fillRect(QRectF(row.left(), row.bottom() - 1, row.width(), 1), p.line);
-            const auto cell = [&](int x, int right, const QString& words, QColor ink, const QFont& font) {
-                painter.setFont(font);
+            // Number and time always fit their columns; tool and detail may need cutting short.
+            const auto cell = [&](int x, int right, const QString& words, QColor ink, bool elide) {
                 painter.setPen(ink);
                 const QRectF box(x, row.top(), right - x - 8, h);
                 painter.drawText(box, Qt::AlignLeft | Qt::AlignVCenter,
-                                 painter.fontMetrics().elidedText(words, Qt::ElideRight, static_cast<int>(box.width())));
+                                 elide ? painter.fontMetrics().elidedText(words, Qt::ElideRight, static_cast<int>(box.width()))
+                                       : words);
             };
-            cell(numberX, timeX, cells[0], p.ink3, mono);
-            cell(timeX, toolX, cells[1], p.ink2, mono);
-            cell(toolX, detailX, cells[2], entry.ok ? p.ink : Theme::red, mono);
-            cell(detailX, width(), cells[3], entry.ok ? p.ink2 : Theme::red, plain);
+            painter.setFont(mono);
+            cell(numberX, timeX, cells[0], p.ink3, false);
+            cell(timeX, toolX, cells[1], p.ink2, false);
+            cell(toolX, detailX, cells[2], entry.ok ? p.ink : Theme::red, true);
+            painter.setFont(plain);
+            cell(detailX, width(), cells[3], entry.ok ? p.ink2 : Theme::red, true);
         }
     }
 

@@ -24,7 +24,9 @@ void paintClips(QPainter& painter, const QRectF& exposed, const Project& project
 // One clip at `rect`: its body, name and notes; lifted shows it with a shadow, as while dragged.
 void paintClip(QPainter& painter, const QRectF& rect, const Clip& clip, QColor color, bool selected, bool drums,
                bool lifted, double ppb);
-// The clip's notes as small bars, fainter for softer notes, cut at the clip's end.
-void paintMiniNotes(QPainter& painter, const QRectF& area, const Clip& clip, QColor color, bool drums, double ppb);
+// The clip's notes as small bars in `color` on `background`, fainter for softer notes, cut at the
+// clip's end.
+void paintMiniNotes(QPainter& painter, const QRectF& area, const Clip& clip, QColor background, QColor color, bool drums,
+                    double ppb);
 
 } // namespace velmo::ArrangementPainter

@@ -44,11 +44,10 @@ void Ruler::paintEvent(QPaintEvent*) {
     painter.translate(-offset_, 0);
     const double left = offset_, right = offset_ + width();
 
-    QColor loop = project.loopEnabled ? Theme::accent : p.grey;
+    const QColor loop = project.loopEnabled ? Theme::accent : p.grey;
     const QRectF region(project.loopStart * ppb_, 0, (project.loopEnd - project.loopStart) * ppb_, 6);
     painter.fillRect(region, loop);
-    loop.setAlphaF(0.12);
-    painter.fillRect(QRectF(region.left(), 6, region.width(), height() - 6), loop);
+    painter.fillRect(QRectF(region.left(), 6, region.width(), height() - 6), Theme::mix(p.surface, loop, 0.12));
 
     const int bar = std::max(project.beatsPerBar, 1);
     const double barPixels = bar * ppb_;
