@@ -39,6 +39,7 @@ AppModel::AppModel(MainQueue& mainQueue, std::uint16_t port, std::optional<Proje
     : mainQueue_(mainQueue), studio_(makeStudio(project ? std::move(*project) : Studio::demoProject(), std::move(host), mainQueue)),
       dispatcher_(*studio_, mainQueue_), server_(port, dispatcher_) {
     signals_ = std::make_unique<StudioSignals>(*studio_);
+    typing_.onChange = [this] { Q_EMIT typingChanged(); };
     // MIDI belongs with sound: a Studio that plays hears controllers and plays external gear.
     // Without a sequencer there is no hub, and the MIDI tools say so.
     if (studio_->host())

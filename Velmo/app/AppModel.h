@@ -61,6 +61,8 @@ Q_SIGNALS:
     void serverStateChanged();
     void editorTabChanged();
     void exportMessageChanged();
+    // The computer-keyboard piano's octave or velocity changed.
+    void typingChanged();
 
 private:
     void setExportMessage(std::optional<QString> message);

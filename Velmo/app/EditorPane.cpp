@@ -6,7 +6,9 @@
 #include "agent/AgentPanel.h"
 #include "controls/Hairline.h"
 #include "controls/Segmented.h"
+#include "effectview/EffectsView.h"
 #include "pianoroll/PianoRollView.h"
+#include "synthview/SynthEditorView.h"
 
 #include <QHBoxLayout>
 #include <QPainter>
@@ -29,9 +31,8 @@ EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), mode
 
     stack_ = new QStackedWidget;
     stack_->addWidget(new PianoRollView(model_));
-    const QString coming = "Coming with the next part of the window";
-    stack_->addWidget(new Placeholder("The synth editor is coming", coming));
-    stack_->addWidget(new Placeholder("The effects view is coming", coming));
+    stack_->addWidget(new SynthEditorView(model_));
+    stack_->addWidget(new EffectsView(model_));
     stack_->addWidget(new AgentPanel(model_));
 
     auto* column = new QVBoxLayout(this);

@@ -17,7 +17,15 @@ PillToggle::PillToggle(QString title, QColor onColor, QString help, QWidget* par
     setFixedSize(sizeHint());
 }
 
-QSize PillToggle::sizeHint() const { return {fontMetrics().horizontalAdvance(title_) + 14, 18}; }
+QSize PillToggle::sizeHint() const {
+    return {std::max(fontMetrics().horizontalAdvance(title_), fontMetrics().horizontalAdvance(onTitle_)) + 14, 18};
+}
+
+void PillToggle::setOnTitle(QString title) {
+    onTitle_ = std::move(title);
+    setFixedSize(sizeHint());
+    update();
+}
 
 void PillToggle::setOn(bool on) {
     if (on == on_) return;
@@ -34,7 +42,7 @@ void PillToggle::paintEvent(QPaintEvent*) {
     painter.setBrush(on_ ? onColor_ : p.surface);
     painter.drawRoundedRect(r, r.height() / 2, r.height() / 2);
     painter.setPen(on_ ? QColor(0xFFFFFF) : p.ink2);
-    painter.drawText(r, Qt::AlignCenter, title_);
+    painter.drawText(r, Qt::AlignCenter, on_ && !onTitle_.isEmpty() ? onTitle_ : title_);
 }
 
 void PillToggle::mousePressEvent(QMouseEvent* event) {

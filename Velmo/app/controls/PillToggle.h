@@ -13,6 +13,8 @@ class PillToggle final : public QWidget {
 public:
     PillToggle(QString title, QColor onColor, QString help, QWidget* parent = nullptr);
     void setOn(bool on);
+    // The word shown while on, where it differs from the title ("on" against "bypassed").
+    void setOnTitle(QString title);
     bool on() const { return on_; }
     std::function<void()> action;
 
@@ -23,7 +25,7 @@ protected:
     void mousePressEvent(QMouseEvent*) override;
 
 private:
-    QString title_;
+    QString title_, onTitle_;
     QColor onColor_;
     bool on_ = false;
 };
