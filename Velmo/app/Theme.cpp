@@ -63,6 +63,13 @@ void paintWell(QPainter& painter, const QRectF& rect, double radius) {
     painter.drawRoundedRect(rect, radius, radius);
 }
 
+void paintRaised(QPainter& painter, const QRectF& rect, double radius) {
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(palette().line, 1));
+    painter.setBrush(palette().surface);
+    painter.drawRoundedRect(rect.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+}
+
 QColor trackColor(int index) {
     static const std::array<QColor, 8> colors{QColor(0xFF5B1F), QColor(0x2F5BFF), QColor(0x14A86B), QColor(0xFFB800),
                                               QColor(0xFF5FA2), QColor(0x7C5CFF), QColor(0x10B5C4), QColor(0x8C8C86)};

@@ -35,6 +35,8 @@ QColor trackColor(int index);
 QColor mix(const QColor& under, const QColor& over, double amount);
 // The sunken well that readouts and scopes sit in: a rounded rectangle in `inset`, antialiased.
 void paintWell(QPainter& painter, const QRectF& rect, double radius = 6);
+// A raised card that controls are grouped on: `surface` within a hairline of `line`, antialiased.
+void paintRaised(QPainter& painter, const QRectF& rect, double radius = 8);
 
 // `blue` for the engine's own sections, then by name.
 QColor sectionColor(const QString& name, bool isEngine);

@@ -1,5 +1,7 @@
 #include "controls/PanelMenu.h"
 
+#include "controls/TextLabel.h"
+
 #include <QComboBox>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -20,11 +22,7 @@ PanelMenu::PanelMenu(QString label, QStringList options, QWidget* parent) : QWid
         if (onSelect) onSelect(menu_->itemText(index));
     });
     if (!label.isEmpty()) {
-        auto* caption = new QLabel(label);
-        QFont tiny = caption->font();
-        tiny.setPixelSize(10);
-        caption->setFont(tiny);
-        caption->setForegroundRole(QPalette::PlaceholderText);
+        auto* caption = textLabel(label, 10, false, true);
         column->addWidget(caption, 0, Qt::AlignHCenter);
     }
     column->addWidget(menu_);

@@ -24,10 +24,7 @@ PanelSection::PanelSection(QString title, QColor accent, QWidget* content, QWidg
 void PanelSection::paintEvent(QPaintEvent*) {
     const Palette& p = Theme::palette();
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(p.line, 1));
-    painter.setBrush(p.surface);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+    Theme::paintRaised(painter, rect());
     painter.setPen(Qt::NoPen);
     painter.setBrush(accent_);
     painter.drawEllipse(QPointF(14, 14), 3.5, 3.5);

@@ -6,6 +6,7 @@
 #include "controls/CText.h"
 #include "controls/Knob.h"
 #include "controls/PillToggle.h"
+#include "controls/TextLabel.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -34,18 +35,10 @@ QToolButton* glyphButton(const QString& glyph, const QString& help) {
 EffectCard::EffectCard(Studio& studio, std::optional<std::string> trackID, const EffectSlot& slot, QColor color,
                        QWidget* parent)
     : QWidget(parent), studio_(studio), trackID_(std::move(trackID)), slotID_(slot.id), kind_(slot.kind) {
-    position_ = new QLabel;
-    QFont small = position_->font();
-    small.setPixelSize(11);
-    position_->setFont(small);
-    position_->setForegroundRole(QPalette::PlaceholderText);
+    position_ = textLabel("", 11, false, true);
     QString title = text(toString(kind_));
     title[0] = title[0].toUpper();
-    auto* name = new QLabel(title);
-    QFont bold = small;
-    bold.setPixelSize(12);
-    bold.setBold(true);
-    name->setFont(bold);
+    auto* name = textLabel(title, 12, true);
     name->setToolTip(text(EffectCatalog::summary(kind_)));
     left_ = glyphButton("‹", "Move left");
     left_->setObjectName("left");
@@ -127,12 +120,8 @@ void EffectCard::showSlot(const EffectSlot& slot, std::size_t index, std::size_t
 }
 
 void EffectCard::paintEvent(QPaintEvent*) {
-    const Palette& p = Theme::palette();
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(p.line, 1));
-    painter.setBrush(p.surface);
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 8, 8);
+    Theme::paintRaised(painter, rect());
 }
 
 } // namespace velmo

@@ -3,6 +3,7 @@
 #include "Studio/Studio.h"
 #include "catalog/EffectCatalog.h"
 #include "controls/FlowLayout.h"
+#include "controls/TextLabel.h"
 #include "effectview/EffectCard.h"
 
 #include <QHBoxLayout>
@@ -17,22 +18,12 @@ namespace {
 
 QString text(std::string_view s) { return QString::fromUtf8(s.data(), static_cast<int>(s.size())); }
 
-QLabel* label(int pixelSize, bool bold) {
-    auto* l = new QLabel;
-    QFont f = l->font();
-    f.setPixelSize(pixelSize);
-    f.setBold(bold);
-    l->setFont(f);
-    return l;
-}
-
 } // namespace
 
 EffectChainView::EffectChainView(Studio& studio, std::optional<std::string> trackID, QColor color, QWidget* parent)
     : QWidget(parent), studio_(studio), trackID_(std::move(trackID)), color_(color) {
-    title_ = label(13, true);
-    subtitle_ = label(11, false);
-    subtitle_->setForegroundRole(QPalette::PlaceholderText);
+    title_ = textLabel("", 13, true);
+    subtitle_ = textLabel("", 11, false, true);
     add_ = new QToolButton;
     add_->setText("+ Add effect");
     add_->setPopupMode(QToolButton::InstantPopup);
@@ -55,9 +46,7 @@ EffectChainView::EffectChainView(Studio& studio, std::optional<std::string> trac
     header->addStretch(1);
     header->addWidget(add_);
 
-    empty_ = label(12, false);
-    empty_->setText("No effects. The signal passes straight through.");
-    empty_->setForegroundRole(QPalette::PlaceholderText);
+    empty_ = textLabel("No effects. The signal passes straight through.", 12, false, true);
     auto* cards = new QWidget;
     flow_ = new FlowLayout(8, cards);
     flow_->setContentsMargins(0, 0, 0, 0);

@@ -3,9 +3,9 @@
 #include "AppModel.h"
 #include "Theme.h"
 #include "controls/Hairline.h"
+#include "controls/TextLabel.h"
 #include "effectview/EffectChainView.h"
 
-#include <QLabel>
 #include <QScrollArea>
 #include <QStackedLayout>
 #include <QVBoxLayout>
@@ -13,9 +13,8 @@
 namespace velmo {
 
 EffectsView::EffectsView(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    auto* none = new QLabel("Select a track");
+    auto* none = textLabel("Select a track", 13, false, true);
     none->setContentsMargins(12, 12, 12, 12);
-    none->setForegroundRole(QPalette::PlaceholderText);
     auto* trackArea = new QWidget;
     trackPages_ = new QStackedLayout(trackArea);
     trackPages_->addWidget(none);

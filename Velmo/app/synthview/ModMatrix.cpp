@@ -4,6 +4,7 @@
 #include "controls/BarFader.h"
 #include "controls/CText.h"
 #include "controls/PanelMenu.h"
+#include "controls/TextLabel.h"
 #include "synthview/PatchEdit.h"
 
 #include <QGridLayout>
@@ -20,14 +21,6 @@ QStringList optionsOf(const ParamInfo& row) {
     if (const ChoiceParam* choice = row.choice())
         for (const std::string& option : choice->options) options << QString::fromStdString(option);
     return options;
-}
-
-QLabel* smallLabel(const QString& text) {
-    auto* label = new QLabel(text);
-    QFont font = label->font();
-    font.setPixelSize(11);
-    label->setFont(font);
-    return label;
 }
 
 } // namespace
@@ -54,7 +47,7 @@ ModMatrix::ModMatrix(Studio& studio, std::string trackID, std::vector<const Para
         if (!source || !destination || !amount) continue;
         const int slot = static_cast<int>(slots_.size());
         Slot s{source->path, destination->path, amount->path, new PanelMenu("", optionsOf(*source)),
-               new PanelMenu("", optionsOf(*destination)), nullptr, smallLabel("")};
+               new PanelMenu("", optionsOf(*destination)), nullptr, textLabel("", 11)};
         const NumberParam* range = amount->number();
         s.fader = new BarFader({range ? range->min : -1, range ? range->max : 1, false}, 0.0, true, color);
         s.fader->setFixedWidth(110);
@@ -72,9 +65,9 @@ ModMatrix::ModMatrix(Studio& studio, std::string trackID, std::vector<const Para
             const auto index = studio.project().trackIndex(trackID);
             if (index) setPatchParam(studio, trackID, path, value, "mod-" + std::to_string(*index) + "-" + std::to_string(slot));
         };
-        grid->addWidget(smallLabel(cText("%02d", slot + 1)), slot, 0);
+        grid->addWidget(textLabel(cText("%02d", slot + 1), 11), slot, 0);
         grid->addWidget(s.sourceMenu, slot, 1);
-        grid->addWidget(smallLabel("→"), slot, 2);
+        grid->addWidget(textLabel("→", 11), slot, 2);
         grid->addWidget(s.destinationMenu, slot, 3);
         grid->addWidget(s.fader, slot, 4);
         grid->addWidget(s.amountText, slot, 5);
