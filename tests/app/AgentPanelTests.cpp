@@ -16,7 +16,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <thread>
 
@@ -106,18 +105,11 @@ TEST(AgentPanel, AnAgentsToolCallShowsWithinOneDisplayFrame) {
     panel.resize(1100, 400);
     panel.show();
     std::thread agent([port = rig.model.server().boundPort()] { callTool(port, "get_project", "{}"); });
-    // Turns of the event loop with no pause between, as the window's own loop runs: how long
-    // from the moment the Studio logged the call until the log shows it.
-    const auto serveUntil = [](auto done, std::chrono::milliseconds limit) {
-        const auto until = std::chrono::steady_clock::now() + limit;
-        while (!done() && std::chrono::steady_clock::now() < until) QCoreApplication::processEvents();
-        return done();
-    };
-    ASSERT_TRUE(serveUntil([&] { return !rig.studio.activity().empty(); }, std::chrono::seconds(5)));
-    const auto logged = std::chrono::steady_clock::now();
-    ASSERT_TRUE(serveUntil([&] { return panel.log().rowCount() == 1; }, std::chrono::seconds(1)));
-    const auto shown = std::chrono::steady_clock::now() - logged;
-    EXPECT_LT(shown, std::chrono::microseconds(16667));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !rig.studio.activity().empty(); }, 5000));
+    // The log follows the Studio's own notification, not a polling timer: what is already posted
+    // when the call is logged is all it takes, so the row is there before the next frame.
+    QCoreApplication::sendPostedEvents();
+    EXPECT_EQ(panel.log().rowCount(), 1u);
     EXPECT_EQ(activityCells(rig.studio.activity().back(), 0)[2], "get_project");
     agent.join();
 }
