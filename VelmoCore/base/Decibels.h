@@ -12,6 +12,10 @@ namespace velmo {
 inline constexpr double kSilenceLevel = 1e-9;
 inline constexpr double kSilenceDb = -180.0;  // 20 log10(kSilenceLevel)
 
+// -80 dB: an oscillator, sub, noise layer or partial at or under this level is not rendered at
+// all, which saves its work without an audible difference.
+inline constexpr double kInaudibleLevel = 1e-4;
+
 // ln(1000): a level falls by 60 dB, a factor of 1000, in what the synths call a decay or ring
 // time, so a per-sample factor over a time T is exp(-kLn1000 / (T * sampleRate)).
 inline constexpr double kLn1000 = 6.907755;

@@ -9,19 +9,23 @@
 // own copy while this one is written.
 #pragma once
 
+#include "base/Precondition.h"
+
 #include <algorithm>
-#include <cassert>
 #include <cstddef>
 #include <initializer_list>
 #include <iterator>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace velmo {
 
 template <class T>
 class CowVector {
-    using Element = std::shared_ptr<const T>;
+    // Elements and lists are made mutable and shared: only a copy-on-write owner (use count 1)
+    // writes through them, and every reader sees them as const.
+    using Element = std::shared_ptr<T>;
     using List = std::vector<Element>;
 
 public:
@@ -61,7 +65,7 @@ public:
         if (items.empty()) return;
         auto list = std::make_shared<List>();
         list->reserve(items.size());
-        for (auto& item : items) list->push_back(std::make_shared<const T>(std::move(item)));
+        for (auto& item : items) list->push_back(std::make_shared<T>(std::move(item)));
         list_ = std::move(list);
     }
 
@@ -69,7 +73,7 @@ public:
     bool empty() const { return size() == 0; }
 
     const T& operator[](std::size_t i) const {
-        assert(i < size());
+        VELMO_PRECONDITION(i < size(), "CowVector::operator[]");
         return *(*list_)[i];
     }
     const T& front() const { return (*this)[0]; }
@@ -80,22 +84,22 @@ public:
 
     // Write access to one element; duplicates only what is shared with other copies.
     T& mut(std::size_t i) {
-        assert(i < size());
+        VELMO_PRECONDITION(i < size(), "CowVector::mut");
         Element& element = ownList()[i];
-        if (element.use_count() != 1) element = std::make_shared<const T>(*element);
-        return const_cast<T&>(*element);
+        if (element.use_count() != 1) element = std::make_shared<T>(std::as_const(*element));
+        return *element;
     }
 
-    void push_back(T item) { ownList().push_back(std::make_shared<const T>(std::move(item))); }
+    void push_back(T item) { ownList().push_back(std::make_shared<T>(std::move(item))); }
 
     void insert(std::size_t index, T item) {
-        assert(index <= size());
+        VELMO_PRECONDITION(index <= size(), "CowVector::insert");
         auto& list = ownList();
-        list.insert(list.begin() + static_cast<std::ptrdiff_t>(index), std::make_shared<const T>(std::move(item)));
+        list.insert(list.begin() + static_cast<std::ptrdiff_t>(index), std::make_shared<T>(std::move(item)));
     }
 
     void erase(std::size_t index) {
-        assert(index < size());
+        VELMO_PRECONDITION(index < size(), "CowVector::erase");
         auto& list = ownList();
         list.erase(list.begin() + static_cast<std::ptrdiff_t>(index));
     }
@@ -137,10 +141,10 @@ private:
     List& ownList() {
         if (!list_) list_ = std::make_shared<List>();
         else if (list_.use_count() != 1) list_ = std::make_shared<List>(*list_);
-        return const_cast<List&>(*list_);
+        return *list_;
     }
 
-    std::shared_ptr<const List> list_;
+    std::shared_ptr<List> list_;
 };
 
 } // namespace velmo

@@ -1,5 +1,6 @@
 #include "synth/AdditiveGen.h"
 
+#include "base/Decibels.h"
 #include "dsp/SineTable.h"
 
 #include <algorithm>
@@ -30,7 +31,7 @@ void AdditiveGen::render(int n, double freq, const ModValues& m, const AdditiveP
     const float* sine = SineTable::ptr();
     for (int i = 0; i < kPartials; ++i) {
         const double amp = amps[static_cast<std::size_t>(i)];
-        if (amp <= kSilent) continue;
+        if (amp <= kInaudibleLevel) continue;
         const double k = i + 1.0;
         const double partial = freq * k * std::sqrt(p.stretch * k * k + 1.0);
         // A dropped partial's phase stands still, so it comes back without a jump at a lower note.

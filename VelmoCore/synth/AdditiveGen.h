@@ -13,7 +13,6 @@ namespace velmo {
 // Audio thread only (owned by a voice).
 struct AdditiveGen {
     static constexpr int kPartials = 16;
-    static constexpr double kSilent = 0.0001;   // partials at or under this level are skipped
     static constexpr double kMaxPartial = 0.45; // of the sample rate: partials at or above it are dropped
 
     std::array<double, kPartials> phase{}; // cycles, one per partial

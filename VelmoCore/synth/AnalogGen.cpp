@@ -1,5 +1,6 @@
 #include "synth/AnalogGen.h"
 
+#include "base/Decibels.h"
 #include "synth/NoiseLayer.h"
 #include "synth/SubOscillator.h"
 #include "dsp/SineTable.h"
@@ -119,7 +120,7 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
     std::fill_n(outR, n, 0.0f);
 
     auto oscillator = [&](const AnalogOsc& osc, std::array<double, kMaxUnison>& phases, double extraSemis) {
-        if (osc.level <= kSilent) return; // skipped whole: its phases stand still
+        if (osc.level <= kInaudibleLevel) return; // skipped whole: its phases stand still
         double semis = osc.semitone + extraSemis;
         double ratio = std::exp2(osc.octave + semis / 12.0 + osc.detune / 1200.0);
         const double width = std::clamp(osc.pulseWidth + m.pulseWidth * 0.45, 0.03, 0.97);
@@ -146,7 +147,7 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
     oscillator(p.osc1, ph1, 0.0);
     oscillator(p.osc2, ph2, m.osc2Pitch * 12.0);
 
-    if (p.subLevel > kSilent) {
+    if (p.subLevel > kInaudibleLevel) {
         // Follows oscillator 1's coarse tuning only: no detune, no osc2Pitch, no unison.
         double ratio = std::exp2(p.osc1.octave + p.osc1.semitone / 12.0);
         double d = std::min(freq * ratio * 0.5 / sr, kMaxIncrement);
@@ -154,7 +155,7 @@ void AnalogGen::render(int n, double freq, const ModValues& m, const AnalogParam
         addSub(subPhase, d, n, outL, outR, [&](double phase) { return static_cast<float>(step(phase, 0.5, d)) * level; });
     }
 
-    addNoise(rng, p.noiseLevel + m.noise, kSilent, outL, outR, n);
+    addNoise(rng, p.noiseLevel + m.noise, outL, outR, n);
 }
 
 } // namespace velmo

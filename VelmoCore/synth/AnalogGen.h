@@ -28,7 +28,6 @@ inline double polyBLEP(double t, double d) {
 // Audio thread only (owned by a voice).
 struct AnalogGen {
     static constexpr int kMaxUnison = 7;
-    static constexpr double kSilent = 0.0001; // levels at or under this are skipped
     static constexpr double kMaxIncrement = 0.49; // cycles per sample: high notes stick, never alias around
 
     std::array<double, kMaxUnison> ph1{}; // phase of each unison copy of oscillator 1, cycles

@@ -1,5 +1,6 @@
 #include "synth/WavetableGen.h"
 
+#include "base/Decibels.h"
 #include "synth/NoiseLayer.h"
 #include "synth/SubOscillator.h"
 #include "dsp/SineTable.h"
@@ -75,7 +76,7 @@ void WavetableGen::render(int n, double freq, const ModValues& m, const Wavetabl
         ph[static_cast<std::size_t>(v)] = phase;
     }
 
-    if (p.subLevel > kSilent) {
+    if (p.subLevel > kInaudibleLevel) {
         // A sine an octave below the oscillator, uncapped; the analog engine's sub is a square.
         const float* sine = SineTable::ptr();
         const double d = base * 0.5 / sr;
@@ -83,7 +84,7 @@ void WavetableGen::render(int n, double freq, const ModValues& m, const Wavetabl
                [&](double phase) { return static_cast<float>(p.subLevel * SineTable::lookup(sine, phase)); });
     }
 
-    addNoise(rng, p.noiseLevel + m.noise, kSilent, outL, outR, n);
+    addNoise(rng, p.noiseLevel + m.noise, outL, outR, n);
 }
 
 } // namespace velmo

@@ -14,7 +14,6 @@ namespace velmo {
 // Audio thread only (owned by a voice).
 struct WavetableGen {
     static constexpr int kMaxUnison = 7;
-    static constexpr double kSilent = 0.0001;     // levels at or under this are skipped
     static constexpr double kMaxIncrement = 0.49; // cycles per sample for the table copies
 
     std::array<double, kMaxUnison> ph{}; // phase of each unison copy, cycles
