@@ -1,6 +1,8 @@
-// How much an undoable edit costs on a large song: 16 tracks x 8 clips x 500 notes, 300 edits
-// that each change one note's velocity. Prints the median time of one `mutate` and the memory the
-// 300 undo steps hold on top of the project itself. Targets: under 0.2 ms and under 10 MB.
+// What an undoable edit costs on a long clip: one track holding one clip of 64,000 notes, and 300
+// edits that each change one note's velocity, as a tool or the piano roll makes them (through
+// Studio::editNotes, which also keeps the notes in order). Prints the median and 99th-percentile
+// time of one edit, compilation for the engine included, and the memory that the 300 undo steps
+// hold on top of the song. Targets: under 0.2 ms and under 10 MB.
 #include "Studio/Studio.h"
 
 #include <malloc.h>
@@ -33,30 +35,30 @@ void operator delete(void* p, std::size_t) noexcept { operator delete(p); }
 using namespace velmo;
 
 int main() {
-    Project song("Large", 120);
-    for (int t = 0; t < 16; ++t) {
-        Track track(song.makeId("t"), "Track", t % 8, SynthPatch());
-        for (int c = 0; c < 8; ++c) {
-            std::vector<Note> notes;
-            for (int n = 0; n < 500; ++n) notes.push_back({36 + n % 48, n * 0.0625, 0.25, 0.8});
-            track.clips.push_back(Clip{song.makeId("c"), "Clip", c * 32.0, 32, CowVector<Note>(std::move(notes))});
-        }
-        song.tracks.push_back(track);
-    }
+    constexpr int kNotes = 64000;
+    constexpr int kEdits = 300;
+    Project song("Long", 120);
+    Track track(song.makeId("t"), "Track", 0, SynthPatch());
+    std::vector<Note> notes;
+    for (int n = 0; n < kNotes; ++n) notes.push_back({36 + n % 48, n * 0.0625, 0.25, 0.8});
+    const std::string clipId = song.makeId("c");
+    track.clips.push_back(Clip{clipId, "Clip", 0, kNotes * 0.0625, NoteList(std::move(notes))});
+    song.tracks.push_back(track);
 
     Studio studio(std::move(song));
     const long long before = liveBytes.load();
     std::vector<double> micros;
-    for (int i = 0; i < 300; ++i) {
-        const std::size_t t = i % 16, c = (i / 16) % 8, n = (i * 37) % 500;
-        auto start = std::chrono::steady_clock::now();
-        studio.mutate([&](Project& p) { p.tracks.mut(t).clips.mut(c).notes.mut(n).velocity = 0.5 + (i % 50) * 0.01; });
+    for (int i = 0; i < kEdits; ++i) {
+        const std::size_t n = static_cast<std::size_t>(i) * 211 % kNotes;
+        const auto start = std::chrono::steady_clock::now();
+        studio.editNotes(clipId, std::nullopt, [&](NoteList& list, double) { list.mut(n).velocity = 0.5 + (i % 50) * 0.01; });
         micros.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
     }
     const long long held = liveBytes.load() - before;
 
     std::sort(micros.begin(), micros.end());
-    std::printf("mutate on 64,000 notes: median %.1f us, p99 %.1f us (target < 200 us)\n", micros[150], micros[296]);
-    std::printf("undo stack of 300 steps holds %.2f MB extra (target < 10 MB)\n", held / 1e6);
+    std::printf("one-note edit of a 64,000-note clip: median %.1f us, p99 %.1f us (target < 200 us)\n",
+                micros[kEdits / 2], micros[kEdits * 99 / 100]);
+    std::printf("%d undo steps hold %.2f MB on top of the song (target < 10 MB)\n", kEdits, held / 1e6);
     return 0;
 }

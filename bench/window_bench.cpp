@@ -71,7 +71,7 @@ Project denseSong() {
     std::vector<Note> notes;
     for (int i = 0; i < 10000; ++i)
         notes.push_back({36 + (i * 7) % 64, (i % 1600) * 0.04, 0.25, 0.3 + (i % 8) * 0.1});
-    CowVector<Note> sorted(std::move(notes));
+    NoteList sorted(std::move(notes));
     Studio::sortNotes(sorted);
     t.clips.push_back(Clip{p.makeId("c"), "Dense", 0, 64, sorted});
     Track other(p.makeId("t"), "Bass", 1, SynthPatch());
@@ -89,7 +89,7 @@ Project crowdedSong() {
         for (int c = 0; c * 64 + t < 2000; ++c) {
             std::vector<Note> notes;
             for (int n = 0; n < 16; ++n) notes.push_back({48 + (n * 5 + c) % 24, n * 0.25, 0.25, 0.4 + (n % 4) * 0.2});
-            track.clips.push_back(Clip{p.makeId("c"), "Clip", c * 4.0, 4, CowVector<Note>(std::move(notes))});
+            track.clips.push_back(Clip{p.makeId("c"), "Clip", c * 4.0, 4, NoteList(std::move(notes))});
         }
         p.tracks.push_back(track);
     }

@@ -17,7 +17,7 @@ void Studio::sortClips(Track& track) {
     track.clips.stableSort([](const Clip& a, const Clip& b) { return a.start < b.start; });
 }
 
-void Studio::sortNotes(CowVector<Note>& notes) {
+void Studio::sortNotes(NoteList& notes) {
     notes.stableSort([](const Note& a, const Note& b) { return a.start < b.start || (a.start == b.start && a.pitch < b.pitch); });
 }
 
@@ -36,7 +36,7 @@ std::string Studio::addClip(std::size_t track, std::optional<double> start, std:
         normaliseClip(clip);
         clip.id = p.makeId("c");
         clip.name = name.value_or("Clip " + std::to_string(t.clips.size() + 1));
-        clip.notes = CowVector<Note>(std::move(notes));
+        clip.notes = NoteList(std::move(notes));
         std::string newId = clip.id;
         t.clips.push_back(std::move(clip));
         sortClips(t);

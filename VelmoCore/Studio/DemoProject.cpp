@@ -33,7 +33,7 @@ Track demoTrack(Project& p, std::string name, std::string_view preset, int color
 
 Clip demoClip(Project& p, std::string name, std::vector<Note> notes) {
     std::string id = p.makeId("c");
-    CowVector<Note> sorted(std::move(notes));
+    NoteList sorted(std::move(notes));
     Studio::sortNotes(sorted);
     return Clip{std::move(id), std::move(name), 0, 16, std::move(sorted)};
 }

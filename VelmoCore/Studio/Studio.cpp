@@ -117,7 +117,9 @@ void Studio::validateSelection() {
 void Studio::sync() {
     canUndo_ = !undoStack_.empty();
     canRedo_ = !redoStack_.empty();
-    postToEngine(EngineCommand::load(std::make_shared<const CompiledProject>(project_, midiHub_.get())));
+    // From the last compilation, whose events of unchanged notes are taken over, not remade.
+    compiled_ = std::make_shared<const CompiledProject>(project_, midiHub_.get(), compiled_.get());
+    postToEngine(EngineCommand::load(compiled_));
 }
 
 void Studio::log(std::string tool, std::string detail, bool ok) {

@@ -196,7 +196,7 @@ public:
     // in seconds. Not an edit: no undo step, the project stays as it is.
     void audition(const std::string& track, std::vector<EngineCommand::AuditionNote> notes);
 
-    static void sortNotes(CowVector<Note>& notes);
+    static void sortNotes(NoteList& notes);
 
     // ---- Engine link: transport and live notes. None of these changes the project or is
     // undoable; `live.isPlaying` and `live.beat` are set at once and corrected by the next poll.
@@ -321,6 +321,7 @@ private:
     Clock clock_;
 
     LiveState live_;
+    std::shared_ptr<const CompiledProject> compiled_;  // what the core was last given
     std::shared_ptr<EngineCore> core_;
     std::unique_ptr<AudioHost> host_; // stops its threads before the core can go
     std::shared_ptr<MIDIHub> midiHub_;

@@ -25,13 +25,33 @@ struct CompiledEvent {
     bool operator==(const CompiledEvent&) const = default;
 };
 
+// A track's events, in chunks that successive compilations share where the notes did not change.
+using EventList = ChunkedList<CompiledEvent>;
+
+// What a compilation keeps to be quicker the next time: each chunk of a clip's notes with the
+// clip's start and length, and the events made from them. No part of the compiled value: two
+// caches always compare equal.
+struct EventCache {
+    struct Source {
+        std::shared_ptr<const NoteList::Chunk> notes;
+        double clipStart = 0;
+        double clipLength = 0;
+        std::shared_ptr<EventList::Chunk> events; // sorted by beat when `sorted`; never written
+        bool sorted = true;
+    };
+    std::vector<Source> sources; // in clip order, then note order
+
+    bool operator==(const EventCache&) const { return true; }
+};
+
 struct CompiledTrack {
     std::string id;
     SynthPatch patch;
     CowVector<EffectSlot> effects; // disabled slots included: bypass is the chain's business
     double gain = 0;               // linear; exactly 0 when not audible
     double pan = 0;
-    std::vector<CompiledEvent> events; // sorted by beat; muted tracks keep theirs
+    EventList events;              // sorted by beat; muted tracks keep theirs
+    EventCache cache;
     bool audible = true;
     std::optional<MIDITarget> midi; // present when the route resolved to an output
     bool playInternal = true;
@@ -56,8 +76,11 @@ struct CompiledProject {
     CompiledProject() = default;
 
     // Compiles `project`. Routes resolve through `midi` when there is one; without a hub (headless
-    // use, offline render) no route resolves and every track plays its synth. Never fails.
-    explicit CompiledProject(const Project& project, const MIDIHub* midi = nullptr);
+    // use, offline render) no route resolves and every track plays its synth. Events of notes
+    // that `previous` (the compilation of an earlier version) already made are taken from it, so
+    // an edit of one note costs one chunk of events. Never fails.
+    explicit CompiledProject(const Project& project, const MIDIHub* midi = nullptr,
+                             const CompiledProject* previous = nullptr);
 
     bool operator==(const CompiledProject&) const = default;
 };

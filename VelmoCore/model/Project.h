@@ -1,12 +1,13 @@
 // The song document: a tree of plain value records with no back-pointers, so a whole Project is
 // copied by one assignment and compared field by field. Undo keeps whole Projects; the lists
-// share their storage copy-on-write (CowVector), so a copy is cheap and an edit costs what it
-// changed.
+// share their storage copy-on-write (CowVector, and ChunkedList for the long lists of notes), so
+// a copy is cheap and an edit costs what it changed.
 //
 // Times are in beats (a quarter note); note starts are relative to their clip, clip starts are
 // absolute. Pitches are MIDI numbers (60 is C4). Fields ending in Db are decibels.
 #pragma once
 
+#include "model/ChunkedList.h"
 #include "model/CowVector.h"
 #include "model/EnumTable.h"
 #include "model/SynthPatch.h"
@@ -35,12 +36,16 @@ struct Note {
     bool operator==(const Note&) const = default;
 };
 
+// A clip may hold a hundred thousand notes: they are shared in chunks, so that an undo step of a
+// one-note edit costs a chunk and not the clip.
+using NoteList = ChunkedList<Note>;
+
 struct Clip {
     std::string id;
     std::string name;
     double start = 0;   // beats on the timeline
     double length = 0;  // beats
-    CowVector<Note> notes;
+    NoteList notes;
 
     double end() const { return start + length; }
     bool operator==(const Clip&) const = default;

@@ -23,12 +23,12 @@ EffectSlot decodeEffect(const JSONReader& r) {
     return slot;
 }
 
-// The array under `key`, each element read by `decode`.
+// The array under `key`, each element read by `decode`, for a list type to take over.
 template <class Decode>
 auto decodeList(const JSONReader& r, const char* key, Decode decode) {
     std::vector<decltype(decode(r))> items;
     for (std::size_t i = 0; i < r.array(key).size(); ++i) items.push_back(decode(r.element(key, i)));
-    return CowVector(std::move(items));
+    return items;
 }
 
 Note decodeNote(const JSONReader& n) {
@@ -41,7 +41,7 @@ Clip decodeClip(const JSONReader& r) {
     clip.name = r.string("name");
     clip.start = r.number("start");
     clip.length = r.number("length");
-    clip.notes = decodeList(r, "notes", decodeNote);
+    clip.notes = NoteList(decodeList(r, "notes", decodeNote));
     return clip;
 }
 
@@ -52,8 +52,8 @@ Track decodeTrack(const JSONReader& r) {
     track.pan = r.number("pan");
     track.mute = r.boolean("mute");
     track.solo = r.boolean("solo");
-    track.effects = decodeList(r, "effects", decodeEffect);
-    track.clips = decodeList(r, "clips", decodeClip);
+    track.effects = CowVector(decodeList(r, "effects", decodeEffect));
+    track.clips = CowVector(decodeList(r, "clips", decodeClip));
     if (r.hasNonNull("midiOut")) {
         auto m = r.object("midiOut");
         track.midiOut = MIDIRoute{m.string("device"), m.integer("channel"), m.boolean("playInternal")};
@@ -113,8 +113,8 @@ Project projectFromJSON(const json& value) {
     p.loopStart = r.number("loopStart");
     p.loopEnd = r.number("loopEnd");
     p.masterVolumeDb = r.number("masterVolumeDb");
-    p.masterEffects = decodeList(r, "masterEffects", decodeEffect);
-    p.tracks = decodeList(r, "tracks", decodeTrack);
+    p.masterEffects = CowVector(decodeList(r, "masterEffects", decodeEffect));
+    p.tracks = CowVector(decodeList(r, "tracks", decodeTrack));
     p.nextId = r.integer("nextId");
     return p;
 }

@@ -85,7 +85,7 @@ json insertNotes(Studio& studio, const json* clipRef, std::vector<Note> notes, b
         studio.updateClip(id, std::nullopt, [&](Clip& clip) { clip.length = grown; });
     }
     const std::size_t added = notes.size();
-    studio.editNotes(id, std::nullopt, [&](CowVector<Note>& list, double) {
+    studio.editNotes(id, std::nullopt, [&](NoteList& list, double) {
         if (replace) list.clear();
         for (Note& note : notes) list.push_back(std::move(note));
     });
@@ -246,7 +246,7 @@ ToolDef removeNotesTool(MCPTools& tools) {
             const ClipLocation at = studio.clipLocation(arguments.value("clip"));
             const std::string id = studio.project().tracks[at.track].clips[at.clip].id;
             std::size_t removed = 0;
-            studio.editNotes(id, std::nullopt, [&](CowVector<Note>& notes, double) {
+            studio.editNotes(id, std::nullopt, [&](NoteList& notes, double) {
                 removed = notes.eraseIf([&](const Note& n) {
                     return (!pitch || n.pitch == *pitch) && n.pitch >= pitchMin && n.pitch <= pitchMax &&
                            n.start >= from && n.start < to;

@@ -92,7 +92,7 @@ void moveNote(Note& note, const Transform& t) {
 
 // Each note of the subset runs to the next later onset of the subset, so a chord's notes all end
 // together; the last onset's notes run at least to the end of the clip.
-void applyLegato(CowVector<Note>& notes, const std::vector<std::size_t>& subset, double clipLength) {
+void applyLegato(NoteList& notes, const std::vector<std::size_t>& subset, double clipLength) {
     std::vector<double> onsets;
     onsets.reserve(subset.size());
     for (std::size_t i : subset) onsets.push_back(notes[i].start);
@@ -107,7 +107,7 @@ void applyLegato(CowVector<Note>& notes, const std::vector<std::size_t>& subset,
 }
 
 // Mirrors the subset in time within the span it covers, so its first start and last end stay.
-void applyReverse(CowVector<Note>& notes, const std::vector<std::size_t>& subset) {
+void applyReverse(NoteList& notes, const std::vector<std::size_t>& subset) {
     double lo = std::numeric_limits<double>::infinity();
     double hi = -std::numeric_limits<double>::infinity();
     for (std::size_t i : subset) {
@@ -173,7 +173,7 @@ ToolDef transformNotesTool(MCPTools& tools) {
             Rand rand = Rand::make();
 
             std::size_t changed = 0;
-            studio.editNotes(id, std::nullopt, [&](CowVector<Note>& notes, double clipLength) {
+            studio.editNotes(id, std::nullopt, [&](NoteList& notes, double clipLength) {
                 std::vector<std::size_t> subset;
                 for (std::size_t i = 0; i < notes.size(); ++i) {
                     const Note& n = notes[i];

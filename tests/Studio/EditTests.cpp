@@ -23,7 +23,7 @@ std::string failure(const std::function<void()>& action) {
 Project twoTracks() {
     Project p("Song", 120);
     Track bass(p.makeId("t"), "Bass", 0, SynthPatch());
-    bass.clips.push_back(Clip{p.makeId("c"), "A", 0, 4, CowVector<Note>{{40, 0, 1, 0.8}}});
+    bass.clips.push_back(Clip{p.makeId("c"), "A", 0, 4, NoteList{{40, 0, 1, 0.8}}});
     bass.clips.push_back(Clip{p.makeId("c"), "B", 8, 4, {}});
     bass.effects.push_back(EffectSlot{p.makeId("fx"), EffectKind::reverb, true, {}});
     bass.effects.push_back(EffectSlot{p.makeId("fx"), EffectKind::eq, true, {}});
@@ -156,7 +156,7 @@ TEST(ClipOperations, MoveDuplicateRemoveAndNotes) {
     EXPECT_EQ(studio.selectedClipID(), dup);
     EXPECT_EQ(studio.clip(studio.duplicateClip("c3", -2, std::nullopt))->start, -2) << "a given start is not clamped";
 
-    studio.editNotes("c2", std::nullopt, [](CowVector<Note>& notes, double length) {
+    studio.editNotes("c2", std::nullopt, [](NoteList& notes, double length) {
         EXPECT_EQ(length, 4);
         notes.push_back({50, 0, 1, 0.1});
         notes.push_back({45, 2, 1, 0.2});

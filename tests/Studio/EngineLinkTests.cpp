@@ -22,7 +22,7 @@ Project song(double clipEnd = 4, bool loop = false) {
     Project p("Song", 120);
     p.loopEnabled = loop;
     Track track(p.makeId("t"), "Lead", 0, SynthPatch());
-    track.clips.push_back(Clip{p.makeId("c"), "Clip", 0, clipEnd, CowVector<Note>{{60, 0, 4, 0.8}}});
+    track.clips.push_back(Clip{p.makeId("c"), "Clip", 0, clipEnd, NoteList{{60, 0, 4, 0.8}}});
     p.tracks.push_back(track);
     return p;
 }

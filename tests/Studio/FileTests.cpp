@@ -29,7 +29,7 @@ struct FileFixture : ::testing::Test {
     static Project song(std::string name) {
         Project p(std::move(name), 100);
         Track t(p.makeId("t"), "Keys", 0, SynthPatch());
-        t.clips.push_back(Clip{p.makeId("c"), "Intro", 0, 8, CowVector<Note>{{60, 0, 1, 0.7}}});
+        t.clips.push_back(Clip{p.makeId("c"), "Intro", 0, 8, NoteList{{60, 0, 1, 0.7}}});
         p.tracks.push_back(t);
         return p;
     }

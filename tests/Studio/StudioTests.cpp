@@ -16,7 +16,7 @@ struct StudioFixture : ::testing::Test {
         Project p("Song", 120);
         for (int t = 0; t < 2; ++t) {
             Track track(p.makeId("t"), "Track", t, SynthPatch());
-            track.clips.push_back(Clip{p.makeId("c"), "Clip", 0, 4, CowVector<Note>{{60, 0, 1, 0.5}}});
+            track.clips.push_back(Clip{p.makeId("c"), "Clip", 0, 4, NoteList{{60, 0, 1, 0.5}}});
             p.tracks.push_back(track);
         }
         return p;  // t1 with c2, t3 with c4
@@ -134,11 +134,11 @@ TEST_F(StudioFixture, CoalescingJoinsBurstsWithGapsUnderOneAndAHalfSeconds) {
 TEST_F(StudioFixture, EditsWithoutAKeyGoBeneathAGestureUnderWay) {
     auto drag = [&](int pitch) {
         now += 100ms;
-        studio.editNotes("c2", "roll-c2", [&](CowVector<Note>& notes, double) { notes.mut(0).pitch = pitch; });
+        studio.editNotes("c2", "roll-c2", [&](NoteList& notes, double) { notes.mut(0).pitch = pitch; });
     };
     drag(62);
     now += 100ms;
-    studio.editNotes("c4", std::nullopt, [](CowVector<Note>& notes, double) { notes.push_back({72, 1, 1, 1}); });
+    studio.editNotes("c4", std::nullopt, [](NoteList& notes, double) { notes.push_back({72, 1, 1, 1}); });
     setTempo(100);
     studio.updateTrack(0, std::nullopt, [](Track& t) { t.volumeDb = -12; });
     drag(64);

@@ -12,7 +12,7 @@ namespace velmo {
 inline Project rigSong() {
     Project p("Song", 120);
     Track lead(p.makeId("t"), "Lead", 0, SynthPatch());
-    lead.clips.push_back(Clip{p.makeId("c"), "Riff", 0, 4, CowVector<Note>{{60, 0, 1, 0.8}, {64, 1, 1, 0.8}}});
+    lead.clips.push_back(Clip{p.makeId("c"), "Riff", 0, 4, NoteList{{60, 0, 1, 0.8}, {64, 1, 1, 0.8}}});
     p.tracks.push_back(lead);
     Track bass(p.makeId("t"), "Bass", 1, SynthPatch());
     bass.clips.push_back(Clip{p.makeId("c"), "Line", 0, 4, {}});

@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <set>
+
 namespace velmo {
 namespace {
 
@@ -46,6 +49,47 @@ TEST(CompiledProject, NotesAreClippedFilteredAndSortedStably) {
     EXPECT_EQ(e[2].duration, 0.01) << "a zero-length note still sounds";
     EXPECT_EQ(e[1].velocity, 1.7) << "velocity passes unclamped";
     EXPECT_EQ(c.songEnd, 12.0);
+}
+
+TEST(CompiledProject, CompilingFromTheLastCompilationEqualsCompilingAfresh) {
+    std::vector<Note> many;
+    for (int i = 0; i < 2000; ++i) many.push_back({40 + i % 30, i * 0.25, 0.5, 0.8});
+    Project p = projectOf({trackOf("t1", {clipOf("c1", 0, 500, many), clipOf("c2", 520, 8, {{60, 1, 1, 1}})}),
+                           trackOf("t2", {clipOf("c3", 4, 4, {{50, 0, 1, 1}})})});
+    auto shared = [](const EventList& a, const EventList& b) {
+        std::set<const void*> chunks;
+        for (std::size_t k = 0; k < a.chunkCount(); ++k) chunks.insert(a.chunk(k).get());
+        std::size_t n = 0;
+        for (std::size_t k = 0; k < b.chunkCount(); ++k) n += chunks.contains(b.chunk(k).get());
+        return n;
+    };
+    // Each edit with how many event chunks of t1 it may remake at most (of 8 for 2000 notes).
+    const std::vector<std::pair<std::function<void(Project&)>, std::size_t>> edits{
+        {[](Project& q) { q.tracks.mut(0).clips.mut(0).notes.mut(1000).velocity = 0.1; }, 1},
+        {[](Project& q) {
+             NoteList& notes = q.tracks.mut(0).clips.mut(0).notes;
+             notes.mut(5).start = 300.1;  // moved into a full chunk, which splits
+             notes.stableSort([](const Note& a, const Note& b) { return a.start < b.start; });
+         },
+         3},
+        {[](Project& q) { q.tracks.mut(0).clips.mut(1).start = 510; }, 1},
+        {[](Project& q) { q.tracks.mut(0).clips.mut(0).length = 250; }, 8},  // cuts change everywhere
+        {[](Project& q) { q.tracks.mut(0).clips.mut(1).start = 100; }, 9},   // overlapping clips: sorted anew
+        {[](Project& q) { q.tracks.erase(0); }, 0},
+    };
+    CompiledProject last(p);
+    for (std::size_t e = 0; e < edits.size(); ++e) {
+        edits[e].first(p);
+        CompiledProject next(p, nullptr, &last);
+        EXPECT_EQ(next, CompiledProject(p)) << "edit " << e;
+        if (p.tracks[0].id == "t1") {
+            const EventList& before = last.tracks[0].events;
+            const EventList& after = next.tracks[0].events;
+            EXPECT_GE(shared(before, after) + edits[e].second, after.chunkCount()) << "edit " << e;
+        }
+        EXPECT_EQ(shared(last.tracks.back().events, next.tracks.back().events), 1u) << "t2 is untouched";
+        last = next;
+    }
 }
 
 TEST(CompiledProject, SoloAndMuteResolve) {

@@ -22,7 +22,7 @@ std::shared_ptr<const CompiledTrack> compiled(const SynthPatch& patch, std::vect
     t->id = "t1";
     t->patch = patch;
     t->gain = gain;
-    t->events = std::move(events);
+    t->events = EventList(std::move(events));
     return t;
 }
 

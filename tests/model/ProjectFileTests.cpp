@@ -28,7 +28,7 @@ Project richProject() {
     bass.effects.push_back(EffectSlot{p.makeId("fx"), EffectKind::delay, false, {}});
     bass.midiOut = MIDIRoute{"Synth Module", 3, true};
     std::string clipId = p.makeId("c");
-    bass.clips.push_back(Clip{clipId, "Riff", 4, 8, CowVector<Note>{{36, 0, 0.5, 0.9}, {43, 0.5, 0.25, 0.7}}});
+    bass.clips.push_back(Clip{clipId, "Riff", 4, 8, NoteList{{36, 0, 0.5, 0.9}, {43, 0.5, 0.25, 0.7}}});
     p.tracks.push_back(bass);
 
     Track lead(p.makeId("t"), "Lead \u266B", 5, SynthPatch());

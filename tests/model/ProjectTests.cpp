@@ -7,7 +7,7 @@ namespace velmo {
 namespace {
 
 Clip clip(std::string id, double start, double length, std::vector<Note> notes = {}) {
-    return Clip{std::move(id), "Clip", start, length, CowVector<Note>(std::move(notes))};
+    return Clip{std::move(id), "Clip", start, length, NoteList(std::move(notes))};
 }
 
 TEST(Project, NewProjectDefaultsAndOneIdCounterAcrossKinds) {

@@ -15,7 +15,7 @@ TEST(JSONViews, RoundingTakesHalvesAwayFromZero) {
 }
 
 TEST(JSONViews, ClipWithAndWithoutNotes) {
-    Clip clip{"c4", "Riff", 1.00004, 2.33333, CowVector<Note>{{64, 0.5, 0.123456, 0.8}, {48, 0, 1, 0.9}}};
+    Clip clip{"c4", "Riff", 1.00004, 2.33333, NoteList{{64, 0.5, 0.123456, 0.8}, {48, 0, 1, 0.9}}};
     EXPECT_EQ(clipJSON(clip, false), (json{{"id", "c4"}, {"name", "Riff"}, {"start", 1.0}, {"length", 2.3333}, {"end", 3.3334},
                                            {"note_count", 2}, {"pitch_range", "C3\u2013E4"}}));
     json full = clipJSON(clip, true);
@@ -35,7 +35,7 @@ TEST(JSONViews, TrackAndProject) {
     t.volumeDb = -6.05;
     t.pan = 0.333333;
     t.effects.push_back(EffectSlot{"fx2", EffectKind::reverb, false, {{"mix", 0.123456}}});
-    t.clips.push_back(Clip{"c3", "A", 8, 4, CowVector<Note>{{60, 0, 1, 1}}});
+    t.clips.push_back(Clip{"c3", "A", 8, 4, NoteList{{60, 0, 1, 1}}});
     p.tracks.push_back(t);
     Track routed("t4", "Gear", 1, SynthPatch());
     routed.midiOut = MIDIRoute{"Synth Module", 3, true};

@@ -36,7 +36,7 @@ struct NoteToolsTest : velmo::testing::ToolFixture {
         return out;
     }
     void setNotes(const std::string& id, std::vector<Note> list) {
-        studio.editNotes(id, std::nullopt, [&](CowVector<Note>& n, double) { n = CowVector<Note>(list); });
+        studio.editNotes(id, std::nullopt, [&](NoteList& n, double) { n = NoteList(list); });
     }
 };
 

@@ -5,7 +5,7 @@
 
 namespace velmo::PianoRollGeometry {
 
-std::optional<Hit> hit(const CowVector<Note>& notes, double x, double y, const Scale& scale) {
+std::optional<Hit> hit(const NoteList& notes, double x, double y, const Scale& scale) {
     const double beat = x / scale.ppb;
     const int pitch = pitchAt(y, scale.rowH);
     for (std::size_t i = notes.size(); i-- > 0;) {

@@ -40,7 +40,7 @@ struct Hit {
 
 // The note under (x, y): the last in the list of that pitch whose span holds the beat, so the one
 // drawn on top wins.
-std::optional<Hit> hit(const CowVector<Note>& notes, double x, double y, const Scale& scale);
+std::optional<Hit> hit(const NoteList& notes, double x, double y, const Scale& scale);
 
 // Where a press on empty grid at `x` starts a new note: the grid step below it, not before 0;
 // nothing beyond the clip's end.

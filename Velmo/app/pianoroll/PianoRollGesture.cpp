@@ -75,7 +75,7 @@ void PianoRollGesture::end(double dx, double dy, const PianoRollGeometry::Scale&
 }
 
 void PianoRollGesture::write() {
-    studio_.editNotes(clipID_, "roll-" + clipID_, [this](CowVector<Note>& notes, double) { notes = base_; });
+    studio_.editNotes(clipID_, "roll-" + clipID_, [this](NoteList& notes, double) { notes = base_; });
 }
 
 } // namespace velmo

@@ -42,7 +42,7 @@ private:
     Studio& studio_;
     std::string clipID_, trackID_;
     std::optional<Mode> mode_;
-    CowVector<Note> base_;  // the clip's notes when the gesture began, the edited one included
+    NoteList base_;  // the clip's notes when the gesture began, the edited one included
     std::size_t editIndex_ = 0;
     Note origin_;
     int soundingPitch_ = 0;  // the pitch last heard while moving

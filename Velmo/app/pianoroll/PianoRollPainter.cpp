@@ -64,7 +64,7 @@ void paintGrid(QPainter& painter, const QRectF& exposed, const G::Scale& scale, 
     }
 }
 
-void paintNotes(QPainter& painter, const QRectF& exposed, const CowVector<Note>& notes, const G::Scale& scale,
+void paintNotes(QPainter& painter, const QRectF& exposed, const NoteList& notes, const G::Scale& scale,
                 QColor color) {
     // Notes come in ten opacity bands, each drawn in one call: far fewer state changes than a
     // colour per note, and the eye cannot tell the bands apart.

@@ -19,7 +19,7 @@ bool isBlackKey(int pitch);
 void paintGrid(QPainter& painter, const QRectF& exposed, const PianoRollGeometry::Scale& scale, double clipLength,
                int beatsPerBar);
 // Each note's opacity follows its velocity.
-void paintNotes(QPainter& painter, const QRectF& exposed, const CowVector<Note>& notes,
+void paintNotes(QPainter& painter, const QRectF& exposed, const NoteList& notes,
                 const PianoRollGeometry::Scale& scale, QColor color);
 void paintPlayhead(QPainter& painter, double x, double height);
 // The key column, scrolled up by `offset` pixels: note names, or drum names on a drums track,

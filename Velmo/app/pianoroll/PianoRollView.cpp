@@ -168,7 +168,7 @@ void PianoRollView::setGrid(double grid) {
 void PianoRollView::quantize() {
     if (shownClip_.empty()) return;
     const double grid = scale_.grid;
-    model_.studio().editNotes(shownClip_, std::nullopt, [grid](CowVector<Note>& notes, double) {
+    model_.studio().editNotes(shownClip_, std::nullopt, [grid](NoteList& notes, double) {
         for (std::size_t i = 0; i < notes.size(); ++i) {
             const double start = std::round(notes[i].start / grid) * grid;
             if (start != notes[i].start) notes.mut(i).start = start;
