@@ -9,8 +9,8 @@ constexpr double kQuarterBeat = 0.25;  // beats
 }
 
 void Studio::normaliseClip(Clip& clip) {
-    clip.start = std::max(clip.start, 0.0);
-    clip.length = std::max(clip.length, kQuarterBeat);
+    clip.start = std::clamp(clip.start, 0.0, kFarthestBeat);
+    clip.length = std::clamp(clip.length, kQuarterBeat, kFarthestBeat);
 }
 
 void Studio::sortClips(Track& track) {
@@ -54,7 +54,8 @@ void Studio::moveClip(std::string_view id, double start, std::optional<std::size
     mutate(std::move(coalesce), [&](Project& p) {
         Clip clip = p.tracks[at.track].clips[at.clip];
         p.tracks.mut(at.track).clips.erase(at.clip);
-        clip.start = std::max(start, 0.0);
+        clip.start = start;
+        normaliseClip(clip);
         Track& target = p.tracks.mut(toTrack.value_or(at.track));
         target.clips.push_back(std::move(clip));
         sortClips(target);
@@ -68,6 +69,7 @@ std::string Studio::duplicateClip(std::string_view id, std::optional<double> sta
         Clip copy = p.tracks[at.track].clips[at.clip];
         copy.id = p.makeId("c");
         copy.start = start.value_or(copy.end());
+        normaliseClip(copy);
         std::string made = copy.id;
         Track& target = p.tracks.mut(toTrack.value_or(at.track));
         target.clips.push_back(std::move(copy));
@@ -86,8 +88,8 @@ void Studio::removeClip(std::string_view id) {
 void Studio::setLoop(std::optional<bool> enabled, std::optional<double> start, std::optional<double> end) {
     mutate([&](Project& p) {
         if (enabled) p.loopEnabled = *enabled;
-        if (start) p.loopStart = std::max(*start, 0.0);
-        if (end) p.loopEnd = std::max(*end, p.loopStart + kQuarterBeat);
+        if (start) p.loopStart = std::clamp(*start, 0.0, kFarthestBeat - kQuarterBeat);
+        if (end) p.loopEnd = std::min(std::max(*end, p.loopStart + kQuarterBeat), kFarthestBeat);
     });
 }
 

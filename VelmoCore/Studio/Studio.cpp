@@ -53,6 +53,8 @@ void Studio::commit(Project working, std::optional<std::string> coalesce) {
         if (undoStack_.size() >= undoLimit) undoStack_.pop_front();
         undoStack_.push_back(std::move(p));
     };
+    // A later edit of the same OneStep scope joins the step its first edit made.
+    const bool sameStep = stepDepth_ > 0 && stepTaken_;
     if (!coalesce && burstOpen(now)) {
         // An edit without a key (an agent's tool call, say) while a gesture is under way goes
         // beneath the gesture's step: while a burst is open the top of the undo stack is the
@@ -60,10 +62,17 @@ void Studio::commit(Project working, std::optional<std::string> coalesce) {
         // with this edit but without the gesture becomes the gesture's new "before". The burst
         // stays open, so the gesture remains one undo step however the agent interleaves.
         Project beneath = withoutBurst(working, project_, undoStack_.back());
-        if (!(beneath == undoStack_.back())) push(std::move(beneath));
+        if (sameStep) {
+            undoStack_.back() = std::move(beneath);
+        } else if (!(beneath == undoStack_.back())) {
+            push(std::move(beneath));
+            stepTaken_ = stepDepth_ > 0;
+        }
     } else {
-        const bool joins = coalesce && lastCoalesce_ && lastCoalesce_->key == *coalesce && burstOpen(now);
+        const bool joins = sameStep ||
+                           (coalesce && lastCoalesce_ && lastCoalesce_->key == *coalesce && burstOpen(now));
         if (!joins) push(std::move(project_));
+        stepTaken_ = stepDepth_ > 0;
         if (coalesce) lastCoalesce_ = CoalesceMark{std::move(*coalesce), now};
         else lastCoalesce_.reset();
     }
@@ -85,6 +94,7 @@ void Studio::step(std::deque<Project>& from, std::deque<Project>& to) {
     to.push_back(std::move(project_));
     project_ = std::move(restored);
     lastCoalesce_.reset();
+    stepTaken_ = false;
     validateSelection();
     sync();
     changed();

@@ -102,6 +102,22 @@ public:
     void undo();
     void redo();
 
+    // While one lives, every edit joins the first into one undo step: a tool call that grows a
+    // clip and then writes notes into it, or moves a track and then sets its fader, is undone
+    // whole. Scopes nest; the outermost one counts. An undo or redo inside starts a new step.
+    class OneStep {
+    public:
+        explicit OneStep(Studio& studio) : studio_(studio) { ++studio_.stepDepth_; }
+        ~OneStep() {
+            if (--studio_.stepDepth_ == 0) studio_.stepTaken_ = false;
+        }
+        OneStep(const OneStep&) = delete;
+        OneStep& operator=(const OneStep&) = delete;
+
+    private:
+        Studio& studio_;
+    };
+
     // Called on the main queue after a change to any field above: the song, the selection, the
     // file, the undo flags or the activity log (whoever listens tells them apart), never for
     // `live`, which is read at display rate instead. One listener: the window's adapter.
@@ -127,7 +143,8 @@ public:
     const Clip* clip(std::string_view id) const;
 
     // ---- Named edits. Each is one undo step and keeps the invariants: clips sorted by start,
-    // notes by (start, pitch), no clip before 0 or shorter than a quarter beat. Operations taking
+    // notes by (start, pitch), no clip before 0 or shorter than a quarter beat, no clip or loop
+    // marker past kFarthestBeat. Operations taking
     // an index require a valid one (a resolver's result).
 
     // A new track from a preset, an engine's first preset, or the default patch; selected and
@@ -189,7 +206,8 @@ public:
             sortNotes(clip.notes);
         });
     }
-    // Each part only if given; the end stays at least a quarter beat past the start.
+    // Each part only if given; the end stays at least a quarter beat past the start, both within
+    // kFarthestBeat.
     void setLoop(std::optional<bool> enabled, std::optional<double> start, std::optional<double> end);
 
     // Plays `notes` on the track with id `track` now, even while stopped; offsets and durations
@@ -318,6 +336,8 @@ private:
     std::deque<Project> undoStack_;
     std::deque<Project> redoStack_;
     std::optional<CoalesceMark> lastCoalesce_;
+    int stepDepth_ = 0;       // OneStep scopes open
+    bool stepTaken_ = false;  // an edit of the open scope has made its undo step
     Clock clock_;
 
     LiveState live_;

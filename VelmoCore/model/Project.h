@@ -27,6 +27,10 @@ template <> struct EnumNames<EffectKind> {
         "drive", "bitcrush", "chorus", "phaser", "delay", "reverb", "eq", "compressor", "autofilter"};
 };
 
+// The farthest any clip, note or loop marker reaches, in beats, and the longest they last: far
+// beyond a song (14 hours at 120 BPM), and a bound that keeps every end and sum finite.
+constexpr double kFarthestBeat = 100000;
+
 struct Note {
     int pitch = 60;
     double start = 0;     // beats from the clip's start

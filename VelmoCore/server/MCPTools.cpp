@@ -4,6 +4,7 @@
 #include "base/TextExcerpt.h"
 #include "base/UserError.h"
 #include "model/Unicode.h"
+#include "server/IgnoredArguments.h"
 #include "server/ToolGroups.h"
 
 #include <algorithm>
@@ -144,7 +145,12 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
         return;
     }
 
-    auto finish = [this, name, arguments, done = std::move(done)](ToolOutcome outcome) {
+    // Found before the handler runs, and said at the end of a successful reply.
+    std::string ignored;
+    for (const std::string& item : ignoredArguments(tool->schema, arguments))
+        ignored += (ignored.empty() ? "\n" : "; ") + item;
+
+    auto finish = [this, name, arguments, ignored, done = std::move(done)](ToolOutcome outcome) {
         auto fail = [&](std::string message) {
             studio_.log(name, message, false);
             done(toolReply("Error: " + message, true));
@@ -164,7 +170,7 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
             }
         }
         studio_.log(name, summarize(arguments), true);
-        done(toolReply(std::move(text), false));
+        done(toolReply(std::move(text) + ignored, false));
     };
 
     // A completion that runs twice (a handler fault) must not answer twice.
@@ -175,6 +181,8 @@ void MCPTools::call(const std::string& name, json arguments, std::function<void(
         finish(std::move(outcome));
     };
     try {
+        // A call is at most one undo step, whatever edits its handler makes.
+        Studio::OneStep step(studio_);
         tool->handler(ToolArgs(std::move(arguments)), completion);
     } catch (...) {
         if (!*once) completion(std::current_exception());

@@ -47,8 +47,9 @@ public:
 
     // Runs the tool named exactly `name` and hands `done` the reply object (`content` with one
     // text item, and `isError`). Never fails: an unknown tool or a failing handler is a reply
-    // with `isError` true. `done` runs on the main queue, before `call` returns unless the tool
-    // suspends.
+    // with `isError` true. The edits of one call are one undo step. A successful reply that
+    // ignored arguments (server/IgnoredArguments.h) ends in a line that names them. `done` runs
+    // on the main queue, before `call` returns unless the tool suspends.
     void call(const std::string& name, nlohmann::json arguments, std::function<void(nlohmann::json)> done);
 
     // The owner of an effect chain: "master" in any letter case is the master bus (nothing);

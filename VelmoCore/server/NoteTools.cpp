@@ -41,8 +41,14 @@ const Clip& clipAt(const Studio& studio, const std::string& id) {
 
 std::optional<int> pitchArgument(const ToolArgs& arguments, const std::string& key) {
     const json* value = arguments.value(key);
-    if (!value || !(value->is_number() || value->is_string())) return std::nullopt;
+    if (!value) return std::nullopt;
+    // Counted as absent, a mistyped filter would match every note.
     return MusicTheory::parsePitch(*value);
+}
+
+void keepWithinSong(Note& note) {
+    note.start = std::min(note.start, kFarthestBeat);
+    note.duration = std::min(note.duration, kFarthestBeat);
 }
 
 double wholeBars(double end, int beatsPerBar) {
@@ -70,12 +76,14 @@ std::vector<Note> parseNotes(const json* value, double defaultDuration) {
         note.duration = fields.num("duration").value_or(defaultDuration);
         if (!(note.duration > 0)) throw StudioError(at + " duration must be > 0.");
         note.velocity = std::clamp(fields.num("velocity").value_or(kDefaultVelocity), 0.0, 1.0);
+        keepWithinSong(note);
         notes.push_back(note);
     }
     return notes;
 }
 
 json insertNotes(Studio& studio, const json* clipRef, std::vector<Note> notes, bool replace) {
+    for (Note& note : notes) keepWithinSong(note);
     const ClipLocation at = studio.clipLocation(clipRef);
     const std::string id = studio.project().tracks[at.track].clips[at.clip].id;
     const double length = studio.project().tracks[at.track].clips[at.clip].length;
@@ -174,16 +182,20 @@ ToolDef duplicateClipTool(MCPTools& tools) {
             const double sourceLength = source->length;
             std::optional<std::size_t> toTrack;
             if (const json* track = arguments.value("track")) toTrack = studio.trackIndex(track);
-            // No clip starts before the downbeat; the Studio leaves a given start to its caller.
+            // Where the first copy lands, so that the others follow it without overlapping.
             double position = std::max(arguments.num("start").value_or(source->end()), 0.0);
             const std::int64_t copies = std::clamp<std::int64_t>(arguments.integer("times").value_or(1), 1, kMaxCopies);
 
             json ids = json::array();
+            double end = position;
             for (std::int64_t i = 0; i < copies; ++i) {
-                ids.push_back(studio.duplicateClip(id, position, toTrack));
+                const std::string made = studio.duplicateClip(id, position, toTrack);
+                // Where the copy ended up: the Studio keeps clips within the song's farthest beat.
+                end = studio.clip(made)->end();
+                ids.push_back(made);
                 position += sourceLength;
             }
-            return json{{"clip_ids", std::move(ids)}, {"ends_at_beat", position}};
+            return json{{"clip_ids", std::move(ids)}, {"ends_at_beat", end}};
         }),
     };
 }

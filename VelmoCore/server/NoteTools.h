@@ -17,8 +17,9 @@ class Studio;
 
 // `value` is the `notes` argument (null pointer: absent). Each element needs `pitch` (a MIDI
 // number, note name or drum word) and a non-negative `start` in beats; `duration` defaults to
-// `defaultDuration` and must be > 0; `velocity` defaults to 0.8 and is clamped to 0..1. The first
-// bad element fails the whole list with a StudioError or ParamError naming its index.
+// `defaultDuration` and must be > 0; `velocity` defaults to 0.8 and is clamped to 0..1; start and
+// duration are cut to kFarthestBeat. The first bad element fails the whole list with a
+// StudioError or ParamError naming its index.
 std::vector<Note> parseNotes(const nlohmann::json* value, double defaultDuration);
 
 // Appends `notes` to the clip `clipRef` names (after clearing it when `replace` is set). A clip
@@ -27,9 +28,12 @@ std::vector<Note> parseNotes(const nlohmann::json* value, double defaultDuration
 // `added`, `note_count` and `clip_length` (unrounded). Main queue only.
 nlohmann::json insertNotes(Studio& studio, const nlohmann::json* clipRef, std::vector<Note> notes, bool replace);
 
-// A pitch argument that filters notes (`pitch`, `pitch_min`, `pitch_max`): nothing when absent or
-// neither a number nor text; text that names no pitch throws the parser's ParamError.
+// A pitch argument that filters notes (`pitch`, `pitch_min`, `pitch_max`): nothing when absent;
+// a value that names no pitch, whatever its type, throws the parser's ParamError.
 std::optional<int> pitchArgument(const ToolArgs& arguments, const std::string& key);
+
+// Cuts a note's start and duration to kFarthestBeat, so that no end or sum overflows.
+void keepWithinSong(Note& note);
 
 // The smallest whole number of bars (of `beatsPerBar` beats) that holds `end` beats.
 double wholeBars(double end, int beatsPerBar);

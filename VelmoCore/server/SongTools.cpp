@@ -110,7 +110,7 @@ ToolDef setSongTool(MCPTools& tools) {
           {}),
         false,
         immediate([&studio = tools.studio()](const ToolArgs& arguments) -> ToolValue {
-            // Never fails: every value is corrected rather than refused.
+            // Never fails: every value is corrected rather than refused. One call, one undo step.
             studio.mutate([&](Project& p) {
                 if (auto name = arguments.string("name")) p.name = *name;
                 if (auto tempo = arguments.num("tempo")) p.tempo = kTempoRange.clamp(*tempo);
@@ -118,12 +118,10 @@ ToolDef setSongTool(MCPTools& tools) {
                 if (auto unit = arguments.integer("beat_unit"); unit && (*unit == 2 || *unit == 4 || *unit == 8 || *unit == 16))
                     p.beatUnit = static_cast<int>(*unit);
                 if (auto volume = arguments.num("master_volume_db")) p.masterVolumeDb = kVolumeDbRange.clamp(*volume);
-                if (auto enabled = arguments.boolean("loop_enabled")) p.loopEnabled = *enabled;
-                if (auto start = arguments.num("loop_start")) p.loopStart = *start >= 0 ? *start : 0.0;
-                // Against the start as it is now, possibly just set. A new start alone may leave
-                // the stored end before it.
-                if (auto end = arguments.num("loop_end")) p.loopEnd = std::max(*end, p.loopStart + 0.25);
             });
+            // The end against the start as it is now, possibly just set. A new start alone may
+            // leave the stored end before it.
+            studio.setLoop(arguments.boolean("loop_enabled"), arguments.num("loop_start"), arguments.num("loop_end"));
             const Project& p = studio.project();
             return json{{"name", p.name},
                         {"tempo", p.tempo},
@@ -171,8 +169,10 @@ ToolDef historyTool(MCPTools& tools) {
         false,
         immediate([&studio = tools.studio()](const ToolArgs& arguments) -> ToolValue {
             const auto steps = std::clamp<std::int64_t>(arguments.integer("steps").value_or(1), 1, 100);
-            // Anything but exactly "redo" undoes, also a missing action.
-            const bool redo = arguments.string("action") == "redo";
+            // A call without a clear direction is an agent looking at its history: it undoes nothing.
+            const auto action = arguments.string("action");
+            if (action != "undo" && action != "redo") throw StudioError("action must be undo or redo.");
+            const bool redo = action == "redo";
             for (std::int64_t i = 0; i < steps; ++i) {
                 if (redo) studio.redo();
                 else studio.undo();

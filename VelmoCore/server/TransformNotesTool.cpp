@@ -27,7 +27,6 @@ constexpr double kOnsetEpsilon = 1e-6;        // beats: starts closer than this 
 constexpr double kGrowthEpsilon = 1e-9;       // beats a transformed note may overhang its clip
 constexpr double kMinDuration = 0.01;         // beats
 constexpr double kMinVelocity = 0.01;         // a transformed note never falls silent
-constexpr double kFarthestBeat = 1e9;         // keeps huge stretches and shifts finite
 // Transposition past this is the same as at it: any pitch then clamps to an end of 0..127.
 constexpr std::int64_t kMaxSemitones = 1000;
 
@@ -68,11 +67,12 @@ Transform readTransform(const ToolArgs& arguments, double tempo) {
     t.velocityScale = arguments.num("velocity_scale");
     t.velocityAdd = arguments.num("velocity_add");
     t.velocitySet = arguments.num("velocity_set");
-    t.humanize = arguments.num("humanize").value_or(0);
+    t.humanize = std::clamp(arguments.num("humanize").value_or(0), 0.0, 1.0);
     t.humanizeBeats = tempo * kHumanizeSeconds / 60.0;
     return t;
 }
 
+// Huge stretches and shifts stay within the song.
 double farClamped(double beats) { return std::clamp(beats, -kFarthestBeat, kFarthestBeat); }
 
 // Pitch, scale, stretch, shift and quantize: each note on its own.
@@ -128,7 +128,7 @@ void applyVelocity(Note& note, const Transform& t, Rand& rand) {
     else if (t.velocityAdd) v += *t.velocityAdd;
     if (t.humanize > 0) {
         const double timing = rand.bipolar();
-        note.start = std::max(note.start + t.humanizeBeats * t.humanize * timing, 0.0);
+        note.start = std::max(farClamped(note.start + t.humanizeBeats * t.humanize * timing), 0.0);
         const double level = rand.bipolar();
         v += level * kHumanizeVelocity * t.humanize;
     }

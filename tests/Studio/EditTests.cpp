@@ -154,7 +154,7 @@ TEST(ClipOperations, MoveDuplicateRemoveAndNotes) {
     std::string dup = studio.duplicateClip("c3", std::nullopt, std::nullopt);
     EXPECT_EQ(studio.clip(dup)->start, 12) << "directly behind the original";
     EXPECT_EQ(studio.selectedClipID(), dup);
-    EXPECT_EQ(studio.clip(studio.duplicateClip("c3", -2, std::nullopt))->start, -2) << "a given start is not clamped";
+    EXPECT_EQ(studio.clip(studio.duplicateClip("c3", -2, std::nullopt))->start, 0) << "no clip starts before the downbeat";
 
     studio.editNotes("c2", std::nullopt, [](NoteList& notes, double length) {
         EXPECT_EQ(length, 4);

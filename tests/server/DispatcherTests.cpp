@@ -130,11 +130,11 @@ TEST_F(Dispatch, ListsAndToolCalls) {
                                        {"isError", true}}));
     EXPECT_TRUE(studio.activity().empty());
 
-    // Arguments that are not an object run the tool with none: history undoes one step.
+    // Arguments that are not an object run the tool with none: history, given no action, undoes nothing.
     studio.mutate([](Project& p) { p.tempo = 90; });
     json call = answerJSON(R"({"jsonrpc":"2.0","id":4,"method":"tools/call","params":{"name":"history","arguments":"redo"}})");
-    EXPECT_EQ(call["result"]["isError"], false);
-    EXPECT_EQ(studio.project().tempo, 120);
+    EXPECT_EQ(call["result"]["isError"], true);
+    EXPECT_EQ(studio.project().tempo, 90);
 }
 
 TEST_F(Dispatch, HandleFromAnotherThreadCompletesOnTheMainQueue) {

@@ -63,7 +63,7 @@ TEST_F(NoteToolsTest, AddClipDefaultsAndLengthFromNotes) {
     fails("add_clip", {{"track", "t1"}, {"notes", {{{"pitch", "H2"}, {"start", 0}}}}}, "Cannot parse pitch 'H2'. " + badPitch);
 }
 
-TEST_F(NoteToolsTest, UpdateClipMovesThenResizesAsTwoEdits) {
+TEST_F(NoteToolsTest, UpdateClipMovesAndResizes) {
     setNotes("c3", {{60, 0, 1, 0.8}});
     EXPECT_EQ(result("update_clip", {{"clip", "c3"}, {"track", "Lead"}, {"start", "8"}, {"length", 0.1}, {"name", "Hook"}}), json({{"id", "c3"}, {"name", "Hook"}, {"start", 8.0}, {"length", 0.25}, {"end", 8.25},
                        {"note_count", 1}, {"pitch_range", "C4\u2013C4"}}));
@@ -71,10 +71,8 @@ TEST_F(NoteToolsTest, UpdateClipMovesThenResizesAsTwoEdits) {
     EXPECT_EQ(studio.project().tracks[1].clips[0].notes.size(), 1u) << "the notes travel with the clip";
 
     result("history", {{"action", "undo"}});
+    EXPECT_EQ(studio.project().tracks[0].clips[0].id, "c3") << "the move and the resize are one step";
     EXPECT_EQ(clip("c3").length, 4.0);
-    EXPECT_EQ(clip("c3").start, 8.0) << "the move is an edit of its own";
-    result("history", {{"action", "undo"}});
-    EXPECT_EQ(studio.project().tracks[0].clips[0].id, "c3");
 
     expectFields(result("update_clip", {{"clip", "c3"}, {"start", -3}, {"length", "6"}}), {{"start", 0.0}, {"length", 6.0}});
 
@@ -84,6 +82,26 @@ TEST_F(NoteToolsTest, UpdateClipMovesThenResizesAsTwoEdits) {
     fails("update_clip", {{"clip", "c3"}, {"track", true}}, "'track' must be a string id/name or an index.");
 }
 
+TEST_F(NoteToolsTest, HugeNumbersStayWithinTheSong) {
+    const double far = 1e308, farthest = 100000;
+    expectFields(result("add_clip", {{"track", "Lead"}, {"start", far}, {"length", far}}), {{"start", farthest}, {"length", farthest}});
+    expectFields(result("update_clip", {{"clip", "c4"}, {"start", -far}, {"length", -far}}), {{"start", 0.0}, {"length", 0.25}});
+    EXPECT_EQ(result("duplicate_clip", {{"clip", "c4"}, {"start", far}, {"times", 2}})["ends_at_beat"], farthest + 0.25);
+    EXPECT_EQ(clip("c6").start, farthest);
+
+    setNotes("c3", {{60, 1, 1, 0.5}});
+    expectFields(result("add_notes", {{"clip", "c3"}, {"notes", {{{"pitch", 60}, {"start", far}, {"duration", far}}}}}),
+                 {{"clip_length", farthest}});
+    EXPECT_EQ(notes().back(), (NoteTuple{60, farthest, farthest, 0.8}));
+    result("transform_notes", {{"clip", "c3"}, {"humanize", far}, {"stretch", far}});
+    EXPECT_EQ(clip("c3").length, farthest) << "a humanize past 1 moves notes no farther than 1 does";
+    for (const Note& n : clip("c3").notes) EXPECT_TRUE(n.start <= farthest && n.duration <= farthest) << n.start;
+
+    EXPECT_EQ(result("set_song", {{"loop_start", far}, {"loop_end", far}})["loop"],
+              json({{"enabled", true}, {"start", farthest - 0.25}, {"end", farthest}}));
+    EXPECT_EQ(result("get_project")["song_end_beat"], farthest + 0.25) << "the copies end last";
+}
+
 TEST_F(NoteToolsTest, DuplicateAndRemoveClip) {
     EXPECT_EQ(result("duplicate_clip", {{"clip", "c3"}}), json({{"clip_ids", {"c4"}}, {"ends_at_beat", 8.0}}));
     EXPECT_EQ(clip("c4").start, 4.0);
@@ -91,7 +109,7 @@ TEST_F(NoteToolsTest, DuplicateAndRemoveClip) {
     json d = result("duplicate_clip", {{"clip", "c3"}, {"times", "3"}, {"start", 16}, {"track", "Lead"}});
     EXPECT_EQ(d, json({{"clip_ids", {"c5", "c6", "c7"}}, {"ends_at_beat", 28.0}}));
     result("history", {{"action", "undo"}});
-    EXPECT_EQ(studio.project().tracks[1].clips.size(), 2u) << "each copy is its own edit";
+    EXPECT_TRUE(studio.project().tracks[1].clips.empty()) << "the copies are one step";
 
     d = result("duplicate_clip", {{"clip", "c3"}, {"times", 100}, {"start", 100}});
     EXPECT_EQ(d["clip_ids"].size(), 64u);
@@ -122,8 +140,9 @@ TEST_F(NoteToolsTest, AddNotesParsesSortsAndGrowsTheClip) {
     // Ending at 4.3 grows the clip to the next whole bar.
     expectFields(result("add_notes", {{"clip", "c3"}, {"notes", {{{"pitch", 60}, {"start", 3.8}}}}}), {{"clip_length", 8.0}, {"note_count", 5}});
     result("history", {{"action", "undo"}});
-    EXPECT_EQ(clip("c3").length, 8.0) << "growth and notes are two edits";
+    EXPECT_EQ(clip("c3").length, 4.0) << "growth and notes are one step";
     EXPECT_EQ(clip("c3").notes.size(), 4u);
+    result("history", {{"action", "redo"}});
 
     r = result("add_notes", {{"clip", "c3"}, {"replace", "yes"}, {"notes", {{{"pitch", "C5"}, {"start", 0.5}}}}});
     EXPECT_EQ(r, json({{"clip", "c3"}, {"added", 1}, {"note_count", 1}, {"clip_length", 8.0}})) << "never shrinks";
@@ -157,8 +176,13 @@ TEST_F(NoteToolsTest, RemoveNotesFiltersCombine) {
     EXPECT_EQ(result("remove_notes", {{"clip", "c3"}, {"pitch", "E4"}})["removed"], 1);
     EXPECT_EQ(result("remove_notes", {{"clip", "c3"}, {"pitch_min", "C4"}, {"from", "1"}, {"to", 3}})["removed"], 1);
     EXPECT_EQ(notes(), (NoteTuples{{36, 0, 1, 0.8}, {60, 0.5, 1, 0.8}}));
-    // A pitch of the wrong type counts as absent; a window start of exactly a note's start includes it.
-    EXPECT_EQ(result("remove_notes", {{"clip", "c3"}, {"pitch", true}, {"pitch_max", "kick"}, {"from", 0}})["removed"], 1);
+    // A window start of exactly a note's start includes it.
+    EXPECT_EQ(result("remove_notes", {{"clip", "c3"}, {"pitch_max", "kick"}, {"from", 0}})["removed"], 1);
+    // A filter of the wrong type fails rather than matching every note.
+    const std::string pitchType = "Pitch must be a MIDI number or note name like \"C4\".";
+    fails("remove_notes", {{"clip", "c3"}, {"pitch", true}}, pitchType);
+    fails("remove_notes", {{"clip", "c3"}, {"pitch_min", json::array({60})}}, pitchType);
+    fails("transform_notes", {{"clip", "c3"}, {"pitch_max", nullptr}, {"velocity_set", 0.1}}, pitchType);
 
     setNotes("c3", four);
     EXPECT_EQ(result("remove_notes", {{"clip", "c3"}}), json({{"removed", 4}, {"note_count", 0}, {"clip", "c3"}}));

@@ -49,7 +49,7 @@ TEST_F(SongTools, NewProjectAndSetSongCorrectWhatTheyAreGiven) {
     EXPECT_FALSE(studio.canUndo()) << "a new project starts a new history";
     EXPECT_EQ(result("new_project", {{"name", "Sketch"}, {"tempo", "999"}, {"beats_per_bar", 40}})["time_signature"], "16/4");
     EXPECT_EQ(studio.project().tempo, 300);
-    EXPECT_TRUE(studio.canUndo()) << "the time signature is an undo step of its own";
+    EXPECT_FALSE(studio.canUndo()) << "the time signature belongs to the new history's start";
     EXPECT_EQ(result("new_project", {{"beats_per_bar", -2}})["time_signature"], "1/4");
 
     json song = result("set_song", {{"name", "Tune"}, {"tempo", 999}, {"beat_unit", 3}, {"beats_per_bar", 6.6},
@@ -97,16 +97,51 @@ TEST_F(SongTools, HistoryStepsAreClampedToOneThroughAHundred) {
     EXPECT_EQ(result("history", {{"action", "undo"}, {"steps", 1000}}), json({{"can_undo", true}, {"can_redo", true}, {"tracks", 4}}));
     EXPECT_EQ(studio.project().tempo, 60 + 49);
     EXPECT_EQ(studio.activity().back().detail, "action: undo  steps: 1000");
-    result("history", {{"action", "sideways"}, {"steps", 100}});
-    EXPECT_EQ(studio.project().tempo, 112) << "an unknown action undoes";
+    result("history", {{"action", "undo"}, {"steps", 100}});
+    EXPECT_EQ(studio.project().tempo, 112);
     EXPECT_EQ(result("history", {{"action", "redo"}, {"steps", -5}})["can_undo"], true);
     EXPECT_EQ(studio.project().tempo, 60);
     result("history", {{"action", "redo"}, {"steps", "0.4"}});
     EXPECT_EQ(studio.project().tempo, 61) << "0.4 rounds to 0, clamped to 1";
-    result("history", {{"action", "REDO"}});
-    EXPECT_EQ(studio.project().tempo, 60) << "only exactly \"redo\" redoes";
-    result("history", {{"steps", 1}});
-    EXPECT_EQ(studio.project().tempo, 112) << "a missing action undoes";
+    // What an agent sends to look at its history must not undo anything.
+    for (const json& arguments : {json::object(), json{{"steps", 1}}, json{{"action", "REDO"}}, json{{"action", "sideways"}}})
+        fails("history", arguments, "action must be undo or redo.");
+}
+
+TEST_F(SongTools, EveryCallIsAtMostOneUndoStep) {
+    const std::vector<std::pair<std::string, json>> calls{
+        {"duplicate_clip", {{"clip", "c2"}, {"times", 2}}},
+        {"add_notes", {{"clip", "c4"}, {"notes", {{{"pitch", 40}, {"start", 30}}}}}},  // grows the clip
+        {"update_track", {{"track", "Bass"}, {"volume_db", -3}, {"index", 0}}},
+        {"update_clip", {{"clip", "c7"}, {"track", "Bells"}, {"length", 8}}},
+        {"add_track", {{"preset", "Acid Bass"}, {"volume_db", -3}}},
+    };
+    for (const auto& [tool, arguments] : calls) {
+        const Project before = studio.project();
+        result(tool, arguments);
+        EXPECT_FALSE(studio.project() == before) << tool;
+        result("history", {{"action", "undo"}});
+        EXPECT_TRUE(studio.project() == before) << tool << " takes more than one undo";
+    }
+}
+
+TEST_F(SongTools, IgnoredArgumentsAreNamedInTheReply) {
+    const std::vector<std::tuple<std::string, json, std::string>> calls{
+        {"set_song", {{"tempo", "fast"}}, "ignored tempo: expected a number"},
+        {"set_song", {{"tempo_bpm", 90}, {"name", "Tune"}}, "ignored tempo_bpm: unknown argument"},
+        {"get_project", {{"include_notes", 5}, {"verbose", true}},
+         "ignored include_notes: expected true or false; ignored verbose: unknown argument"},
+        {"add_notes", {{"clip", "c4"}, {"notes", {{{"pitch", 40}, {"start", 1}, {"vel", 0.5}}}}},
+         "ignored notes[0].vel: unknown argument"},
+        {"transport", {{"action", "stop"}, {"beat", nullptr}}, "ignored beat: expected a number"},
+        {"set_song", {{"tempo", "96"}, {"loop_enabled", "no"}}, ""},
+    };
+    for (const auto& [tool, arguments, line] : calls) {
+        result(tool, arguments);
+        EXPECT_EQ(ignored, line) << tool << " " << arguments.dump();
+    }
+    EXPECT_EQ(studio.project().tempo, 96);
+    EXPECT_EQ(studio.project().name, "Tune") << "what was not ignored was applied";
 }
 
 TEST_F(SongTools, SaveAndOpenRoundTripThroughFiles) {

@@ -93,7 +93,9 @@ TEST(ToolRegistry, RepliesAndLogRows) {
     };
 
     EXPECT_EQ(call(tools, "text", {{"k", 1}}),
-              json({{"content", {{{"type", "text"}, {"text", "plain {\"a\": 0.10000000000000001}"}}}}, {"isError", false}}));
+              json({{"content", {{{"type", "text"}, {"text", "plain {\"a\": 0.10000000000000001}\nignored k: unknown argument"}}}},
+                    {"isError", false}}))
+        << "the reply names what the schema does not";
     expectRow("text", "k: 1", true);
 
     EXPECT_EQ(text(call(tools, "json")), "{\n  \"a\": \"x/y\",\n  \"b\": 0.30000000000000004\n}")

@@ -63,13 +63,20 @@ struct ToolFixture : ::testing::Test {
     nlohmann::json reply(const std::string& name, nlohmann::json arguments = nlohmann::json::object()) {
         return await(start(name, std::move(arguments)));
     }
-    // The parsed result of a call that must succeed.
+    // The parsed result of a call that must succeed. The line that names ignored arguments, if
+    // the reply ends in one, is kept apart in `ignored`.
     nlohmann::json result(const std::string& name, nlohmann::json arguments = nlohmann::json::object()) {
         nlohmann::json r = reply(name, arguments);
-        const std::string text = r["content"][0]["text"];
+        std::string text = r["content"][0]["text"];
         EXPECT_EQ(r["isError"], false) << name << " " << arguments.dump() << ": " << text;
+        ignored.clear();
+        if (const auto at = text.rfind("\nignored "); at != std::string::npos) {
+            ignored = text.substr(at + 1);
+            text.resize(at);
+        }
         return r["isError"] == false ? nlohmann::json::parse(text) : nlohmann::json();
     }
+    std::string ignored;
     // The text of a call that must fail, checking that the song and its history did not move.
     std::string failure(const std::string& name, nlohmann::json arguments = nlohmann::json::object()) {
         const Project before = studio.project();
