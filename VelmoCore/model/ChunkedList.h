@@ -10,8 +10,9 @@
 // own copy while this one is written.
 #pragma once
 
+#include "base/Precondition.h"
+
 #include <algorithm>
-#include <cassert>
 #include <compare>
 #include <cstddef>
 #include <initializer_list>
@@ -116,7 +117,7 @@ public:
     bool empty() const { return !index_; }
 
     const T& operator[](std::size_t i) const {
-        assert(i < size());
+        VELMO_PRECONDITION(i < size(), "ChunkedList::operator[]");
         const Place at = locate(index_.get(), i);
         return (*index_->chunks[at.chunk])[at.offset];
     }
@@ -133,7 +134,7 @@ public:
 
     // Write access to one element; duplicates only what is shared with other copies.
     T& mut(std::size_t i) {
-        assert(i < size());
+        VELMO_PRECONDITION(i < size(), "ChunkedList::mut");
         Index& index = ownIndex();
         const Place at = locate(&index, i);
         return ownChunk(index, at.chunk)[at.offset];
@@ -144,7 +145,7 @@ public:
     // Appends a whole chunk of at most ChunkSize elements without copying it: lists derived
     // chunk by chunk from other lists share their unchanged parts too. An empty chunk adds nothing.
     void appendChunk(std::shared_ptr<Chunk> chunk) {
-        assert(chunk && chunk->size() <= ChunkSize);
+        VELMO_PRECONDITION(chunk && chunk->size() <= ChunkSize, "ChunkedList::appendChunk");
         if (chunk->empty()) return;
         Index& index = ownIndex();
         index.chunks.push_back(std::move(chunk));
@@ -152,7 +153,7 @@ public:
     }
 
     void insert(std::size_t position, T item) {
-        assert(position <= size());
+        VELMO_PRECONDITION(position <= size(), "ChunkedList::insert");
         Index& index = ownIndex();
         Place at = locate(&index, position);
         if (at.chunk == index.chunks.size()) {
@@ -173,7 +174,7 @@ public:
     }
 
     void erase(std::size_t position) {
-        assert(position < size());
+        VELMO_PRECONDITION(position < size(), "ChunkedList::erase");
         Index& index = ownIndex();
         const Place at = locate(&index, position);
         Chunk& chunk = ownChunk(index, at.chunk);
