@@ -16,6 +16,7 @@ packages=(
   librtaudio-dev       # the output device: JACK, PulseAudio and ALSA
   libasound2-dev       # MIDI in and out through the ALSA sequencer
   jackd2 libjack-jackd2-dev  # the audio host's tests run a JACK server with the dummy driver
+  libebur128-dev       # loudness (LUFS, loudness range, true peak) in the mix report
   clang                # `make fuzz` only: libFuzzer and AddressSanitizer
   libclang-rt-14-dev   # clang's sanitizer and libFuzzer runtimes, which `clang` does not pull in
   desktop-file-utils   # the install test validates the desktop entry

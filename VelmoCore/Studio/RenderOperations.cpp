@@ -21,29 +21,52 @@ void Studio::audition(const std::string& track, std::vector<EngineCommand::Audit
 }
 
 void Studio::analyze(double startBeat, std::optional<double> endBeat, MainQueue& mainQueue, RenderCompletion done) {
-    render(startBeat, endBeat, analysisTailSeconds, analysisSampleRate, std::nullopt, mainQueue, std::move(done));
+    analyze(project_, startBeat, endBeat, mainQueue, std::move(done));
+}
+
+void Studio::analyze(Project snapshot, double startBeat, std::optional<double> endBeat, MainQueue& mainQueue,
+                     RenderCompletion done) {
+    render(std::move(snapshot), startBeat, endBeat, analysisTailSeconds, analysisSampleRate, std::nullopt, mainQueue,
+           std::move(done));
 }
 
 void Studio::exportAudio(const std::filesystem::path& to, double startBeat, std::optional<double> endBeat,
                          double tail, MainQueue& mainQueue, RenderCompletion done) {
     refuseForeignFile(to, "a WAV file", &isWavFile);
-    render(startBeat, endBeat, tail, exportSampleRate, to, mainQueue, std::move(done));
+    render(project_, startBeat, endBeat, tail, exportSampleRate, to, mainQueue, std::move(done));
 }
 
-void Studio::render(double startBeat, std::optional<double> endBeat, double tail, double sampleRate,
+// `snapshot` is a copy whose lists share their storage with the song, so it is cheap, and later
+// edits replace the song's lists rather than changing these.
+void Studio::render(Project snapshot, double startBeat, std::optional<double> endBeat, double tail, double sampleRate,
                     std::optional<std::filesystem::path> to, MainQueue& mainQueue, RenderCompletion done) {
-    // The snapshot: lists share their storage with the project, so this copy is cheap, and
-    // later edits replace the project's lists rather than changing these.
-    Project snapshot = project_;
     const double end = endBeat.value_or(snapshot.renderEnd());
     const double start = std::max(startBeat, 0.0);  // the engine's playhead never goes below 0
+    inBackground<MixAnalysis>(
+        [snapshot = std::move(snapshot), start, end, tail, sampleRate, to = std::move(to)] {
+            return OfflineRenderer::render(snapshot, start, end, tail, sampleRate, to);
+        },
+        mainQueue, std::move(done));
+}
 
+void Studio::describeSound(std::size_t track, int pitch, double velocity, double holdSeconds, bool withEffects,
+                           MainQueue& mainQueue, PortraitCompletion done) {
+    VELMO_PRECONDITION(track < project_.tracks.size(), "describeSound");
+    inBackground<SoundPortrait>(
+        [track = project_.tracks[track], pitch, velocity, holdSeconds, withEffects, tempo = project_.tempo] {
+            return portraitOf(track, pitch, velocity, holdSeconds, withEffects, tempo, analysisSampleRate);
+        },
+        mainQueue, std::move(done));
+}
+
+template <class Value>
+void Studio::inBackground(std::function<Value()> job, MainQueue& mainQueue,
+                          std::function<void(std::variant<Value, std::exception_ptr>)> done) {
     // Everything the thread needs, owned by it; it never touches this Studio except `renders_`.
-    auto task = [snapshot = std::move(snapshot), start, end, tail, sampleRate, to = std::move(to), &mainQueue,
-                 done, gate = &renders_]() mutable {
-        RenderOutcome outcome;
+    auto task = [job = std::move(job), &mainQueue, done, gate = &renders_]() mutable {
+        std::variant<Value, std::exception_ptr> outcome;
         try {
-            outcome = OfflineRenderer::render(snapshot, start, end, tail, sampleRate, to);
+            outcome = job();
         } catch (...) {
             outcome = std::current_exception();
         }

@@ -87,6 +87,11 @@ void Studio::undo() { step(undoStack_, redoStack_); }
 
 void Studio::redo() { step(redoStack_, undoStack_); }
 
+const Project* Studio::earlierState(std::size_t stepsBack) const {
+    if (stepsBack == 0 || stepsBack > undoStack_.size()) return nullptr;
+    return &undoStack_[undoStack_.size() - stepsBack];
+}
+
 void Studio::step(std::deque<Project>& from, std::deque<Project>& to) {
     if (from.empty()) return;
     Project restored = std::move(from.back());

@@ -14,6 +14,7 @@
 #include "engine/AudioHost.h"
 #include "engine/EngineCore.h"
 #include "engine/MixAnalysis.h"
+#include "engine/SoundPortrait.h"
 #include "midi/MIDIHub.h"
 #include "model/Project.h"
 
@@ -43,6 +44,8 @@ public:
     // How a background render ends: its measurement, or the failure it met.
     using RenderOutcome = std::variant<MixAnalysis, std::exception_ptr>;
     using RenderCompletion = std::function<void(RenderOutcome)>;
+    using PortraitOutcome = std::variant<SoundPortrait, std::exception_ptr>;
+    using PortraitCompletion = std::function<void(PortraitOutcome)>;
 
     static constexpr std::size_t undoLimit = 300;
     static constexpr std::size_t activityLimit = 500;
@@ -101,6 +104,10 @@ public:
 
     void undo();
     void redo();
+    // The song as it was `stepsBack` undo steps ago (1: before the last edit), or nothing when the
+    // history holds fewer steps. Reading it changes neither the song nor the history.
+    const Project* earlierState(std::size_t stepsBack) const;
+    std::size_t undoDepth() const { return undoStack_.size(); }
 
     // While one lives, every edit joins the first into one undo step: a tool call that grows a
     // clip and then writes notes into it, or moves a track and then sets its fader, is undone
@@ -274,11 +281,19 @@ public:
 
     // At 44.1 kHz with half a second of tail, to no file.
     void analyze(double startBeat, std::optional<double> endBeat, MainQueue& mainQueue, RenderCompletion done);
+    // The same for `snapshot` instead of the song as it is: an earlier state from the history, say.
+    void analyze(Project snapshot, double startBeat, std::optional<double> endBeat, MainQueue& mainQueue,
+                 RenderCompletion done);
     // A 24-bit 48 kHz stereo WAV file at `to`, with `tail` seconds after the end. An existing
     // file is replaced, when the render is complete, only if it is a WAV file: anything else
     // fails at once with a StudioError naming it. (`export` would be the name; C++ has the word.)
     void exportAudio(const std::filesystem::path& to, double startBeat, std::optional<double> endBeat, double tail,
                      MainQueue& mainQueue, RenderCompletion done);
+    // One note of the track at `track` (a valid index), its patch as it is now, rendered alone on
+    // a thread of its own at 44.1 kHz and described (see portraitOf). `done` runs later on
+    // `mainQueue`. Not an edit: the song and its history stay as they are.
+    void describeSound(std::size_t track, int pitch, double velocity, double holdSeconds, bool withEffects,
+                       MainQueue& mainQueue, PortraitCompletion done);
     // Renders started and not yet delivered to the main queue.
     std::size_t rendersRunning() const { return renders_.running(); }
 
@@ -307,8 +322,13 @@ private:
     void sync();
     void postToEngine(EngineCommand command);
     void refreshMIDILists();
-    void render(double startBeat, std::optional<double> endBeat, double tail, double sampleRate,
+    void render(Project snapshot, double startBeat, std::optional<double> endBeat, double tail, double sampleRate,
                 std::optional<std::filesystem::path> to, MainQueue& mainQueue, RenderCompletion done);
+    // Runs `job` on a thread of its own and hands its value or failure to `done` on `mainQueue`;
+    // the Studio outlives the thread (see `renders_`).
+    template <class Value>
+    void inBackground(std::function<Value()> job, MainQueue& mainQueue,
+                      std::function<void(std::variant<Value, std::exception_ptr>)> done);
 
     // Throws a StudioError when `path` holds a file that `isKind` (described as `kind`) does not
     // recognise: an agent may name any path, and must not destroy a file that is not Velmo's.

@@ -13,11 +13,6 @@ namespace velmo {
 
 namespace {
 
-// Analysis bands: a low-pass at 250 Hz, a band-pass at 1 kHz and a high-pass at 4 kHz.
-std::array<Biquad, 3> makeAnalysisBands(double sr) {
-    return {Biquad::lowpass(250, 0.7, sr), Biquad::bandpass(1000, 0.5, sr), Biquad::highpass(4000, 0.7, sr)};
-}
-
 constexpr double masterGlideSeconds = 0.01; // a master volume change glides this long
 
 bool finite(const std::array<float, EngineCore::blockFrames>& l, const std::array<float, EngineCore::blockFrames>& r,
@@ -32,7 +27,7 @@ bool finite(const std::array<float, EngineCore::blockFrames>& l, const std::arra
 EngineCore::EngineCore(double sampleRate)
     : sampleRate_(sampleRate),
       limiter_(sampleRate),
-      anBands_(makeAnalysisBands(sampleRate)) {
+      anBands_(analysisBands(sampleRate)) {
     auditions_.reserve(auditionCapacity);
     // A voice that starts on the audio thread must find the wavetable bank built, not build it
     // (milliseconds) in the middle of a block.
@@ -139,6 +134,8 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
                         anBandSq_[k] += y * y;
                     }
                     if (std::fabs(l) > 1.0f || std::fabs(r) > 1.0f) ++anClipped_;
+                    busL_[i] = l; // what reaches the limiter, for the meter
+                    busR_[i] = r;
                 }
                 const double gain = limiter_.next(l, r);
                 lowestGain = std::min(lowestGain, gain);
@@ -160,6 +157,7 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
                 // The deepest reduction of the block is that of its lowest gain: one log per block.
                 anMaxGR_ = std::max(anMaxGR_, -gainToDb(lowestGain));
                 anCount_ += n;
+                if (meter_) meter_->block(n, tracks_, busL_.data(), busR_.data(), left + offset, right + offset);
             }
             masterPeak_ = std::max(masterPeak_ * static_cast<float>(meterDecay), blockPeak);
             offset += n;
@@ -346,9 +344,10 @@ void EngineCore::resetAnalysis() {
     anMaxGR_ = 0;
     anBandSq_ = {};
     for (auto& t : tracks_) t->resetAnalysis();
+    meter_ = std::make_unique<MixMeter>(sampleRate_, tracks_.size());
 }
 
-MixAnalysis EngineCore::analysisResult() const {
+MixAnalysis EngineCore::analysisResult() {
     const double count = static_cast<double>(std::max<std::int64_t>(anCount_, 1));
     MixAnalysis a;
     a.seconds = static_cast<double>(anCount_) / sampleRate_;
@@ -362,8 +361,12 @@ MixAnalysis EngineCore::analysisResult() const {
     a.tracks.reserve(tracks_.size());
     for (const auto& t : tracks_) {
         double frames = static_cast<double>(std::max<std::int64_t>(t->sampleCount(), 1));
-        a.tracks.push_back({t->id(), gainToDb(t->analysisPeak()), gainToDb(std::sqrt(t->sumSquares() / frames))});
+        MixAnalysis::TrackStats& stats = a.tracks.emplace_back();
+        stats.id = t->id();
+        stats.peakDb = gainToDb(t->analysisPeak());
+        stats.rmsDb = gainToDb(std::sqrt(t->sumSquares() / frames));
     }
+    if (meter_) meter_->finish(a);
     return a;
 }
 

@@ -13,6 +13,7 @@
 #include "engine/EngineStatus.h"
 #include "engine/Limiter.h"
 #include "engine/MixAnalysis.h"
+#include "engine/MixMeter.h"
 #include "dsp/Biquad.h"
 #include "dsp/GainRamp.h"
 #include "dsp/RenderContext.h"
@@ -66,8 +67,11 @@ public:
     // carries out everything sent so far and then `command`, at once, and publishes the status.
     void handle(EngineCommand command);
 
+    // Starts measuring: levels, bands and clipping here, loudness and the tracks' shares in a
+    // MixMeter made now for the tracks loaded now. Allocates; the owner of a private core calls it.
     void resetAnalysis();
-    MixAnalysis analysisResult() const;
+    // The measurement so far. Loudness windows still buffered are measured first, so it is not const.
+    MixAnalysis analysisResult();
 
     double sampleRate() const { return sampleRate_; }
     // Audio-thread state, for the owner of a private core and for tests.
@@ -146,6 +150,7 @@ private:
     double anMaxGR_ = 0;
     std::array<Biquad, 3> anBands_;
     std::array<double, 3> anBandSq_{};
+    std::unique_ptr<MixMeter> meter_; // only while measuring
 
     std::shared_ptr<MIDISender> midiSender_;
     double outputLatency_ = 0;

@@ -341,6 +341,8 @@ bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, f
         const float dcFreeR = static_cast<float>(dcR_[1].process(dcR_[0].process(mixR_[i])));
         float l = dcFreeL * static_cast<float>(gainL_.next());
         float r = dcFreeR * static_cast<float>(gainR_.next());
+        mixL_[i] = l;
+        mixR_[i] = r;
         busL[i] += l;
         busR[i] += r;
         blockPeak = std::max({blockPeak, std::fabs(l), std::fabs(r)});

@@ -93,6 +93,9 @@ public:
     double sumSquares() const { return sumSquares_; }
     std::int64_t sampleCount() const { return sampleCount_; }
     float analysisPeak() const { return analysisPeak_; }
+    // The last block's output after gain and pan, as it went into the bus; valid until the next.
+    const float* blockLeft() const { return mixL_.data(); }
+    const float* blockRight() const { return mixR_.data(); }
 
     bool hasPendingOffs() const { return !pendingOffs_.empty(); }
     const std::vector<PendingOff>& pendingOffs() const { return pendingOffs_; }

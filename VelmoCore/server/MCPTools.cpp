@@ -75,6 +75,8 @@ std::vector<ToolDef> MCPTools::buildTools(MCPTools& registry) {
     tools.push_back(playNotesTool(registry));
     tools.push_back(analyzeMixTool(registry));
     tools.push_back(exportAudioTool(registry));
+    // Tools beyond the first 34 come after them, so the first 34 keep their places.
+    tools.push_back(describeSoundTool(registry));
     return tools;
 }
 

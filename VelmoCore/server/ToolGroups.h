@@ -52,4 +52,7 @@ ToolDef playNotesTool(MCPTools& tools);
 ToolDef addChordsTool(MCPTools& tools);
 ToolDef addDrumPatternTool(MCPTools& tools);
 
+// A sound's portrait: one note of a track rendered and described (DescribeSoundTool.cpp).
+ToolDef describeSoundTool(MCPTools& tools);
+
 } // namespace velmo

@@ -75,13 +75,15 @@ TEST_F(RenderCommandFixture, RenderWritesTheWavBesideTheProjectAndPrintsTheAnaly
     EXPECT_EQ(json["file"], wav.string());
     EXPECT_EQ(json["seconds"], 1.25);
     EXPECT_EQ(json["tracks"][0]["name"], "Lead");
-    EXPECT_EQ(json["notes"].back(), "Silent tracks in this range: Empty.");
+    const auto& notes = json["notes"];
+    EXPECT_NE(std::find(notes.begin(), notes.end(), "Silent tracks in this range: Empty."), notes.end()) << notes;
 
     Outcome a = velmo({"analyze", file.string()});
     ASSERT_EQ(a.status, 0) << a.err;
     auto analysis = nlohmann::json::parse(a.out);
     EXPECT_EQ(analysis["seconds"], 2.5) << "song end 4 beats at 120 BPM, and half a second of tail";
     EXPECT_FALSE(analysis.contains("file"));
+    EXPECT_GT(analysis["loudness"]["integrated_lufs"].get<double>(), -30) << "loudness is part of the analysis";
 }
 
 TEST_F(RenderCommandFixture, BadFilesAndArgumentsGiveOneClearLine) {
@@ -120,7 +122,10 @@ TEST(MixAnalysisJSON, WarningsFollowTheMeasurements) {
     a.lowRmsDb = -10;
     a.midRmsDb = -20;
     a.highRmsDb = -50;
-    a.tracks = {{"t1", -15, -30}};
+    a.tracks.resize(1);
+    a.tracks[0].id = "t1";
+    a.tracks[0].peakDb = -15;
+    a.tracks[0].rmsDb = -30;
     auto j = analysisJSON(a, p);
     EXPECT_EQ(j["seconds"], 1.2346);
     EXPECT_EQ(j["peak_dbfs"], -15.0);
@@ -139,6 +144,23 @@ TEST(MixAnalysisJSON, WarningsFollowTheMeasurements) {
               (nlohmann::json{"Master is hitting the safety limiter (2.3 dB reduction, 12 samples over 0 dBFS before "
                               "limiting). Lower track volumes or master_volume_db.",
                               "High band is louder than mids; mix may sound harsh."}));
+
+    // Loudness: a true peak over -1 dBTP, and a mix far under the target, whose master would have
+    // to go past its top and whose peaks would then press on the limiter.
+    a.clippedSamples = 0;
+    a.maxLimiterReductionDb = 0;
+    a.highRmsDb = -20;
+    a.peakBeforeLimiterDb = -3;
+    a.loudness.truePeakDbtp = -0.44;
+    a.loudness.integratedLufs = -20.26;
+    EXPECT_EQ(analysisJSON(a, p)["notes"],
+              (nlohmann::json{"True peak is -0.4 dBTP, above -1 dBTP: the mix may distort after encoding (MP3, AAC, "
+                              "streaming). Lower master_volume_db (`set_song`) by 0.6 dB (to -0.6).",
+                              "Integrated loudness is -20.3 LUFS, 6.3 LU below the -14.0 LUFS target: raise "
+                              "master_volume_db (`set_song`) by 6.3 dB (to 6.0). That is past +6 dB, the master's top: "
+                              "raise the tracks too. Peaks would then press on the limiter; a compressor on the master "
+                              "(`add_effect` target master, kind compressor) holds them first."}));
+    EXPECT_EQ(analysisJSON(a, p, -19)["notes"].size(), 1u) << "1.3 LU from its target is close enough";
 }
 
 } // namespace

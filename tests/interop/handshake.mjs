@@ -15,7 +15,7 @@ await withVelmo(30, async (velmo) => {
 
   // The SDK validates every listed schema as it parses the reply.
   const { tools } = await client.listTools();
-  assert.equal(tools.length, 34);
+  assert.equal(tools.length, 35);
   for (const tool of tools) {
     assert.equal(tool.inputSchema.type, "object", tool.name);
     assert.equal(typeof tool.annotations.readOnlyHint, "boolean", tool.name);
@@ -28,5 +28,5 @@ await withVelmo(30, async (velmo) => {
   assert.deepEqual(undone, { can_redo: false, can_undo: false, tracks: 4 }, "velmo starts on the four-track demo song");
 
   assert.equal(await refusal(client, "no_such_tool", {}), "Unknown tool 'no_such_tool'.");
-  console.log("passed: handshake, 34 tools listed, unknown tool refused in-band");
+  console.log("passed: handshake, 35 tools listed, unknown tool refused in-band");
 });

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <tuple>
 
 using namespace velmo;
 using velmo::testing::keysOf;
@@ -28,8 +29,10 @@ std::string magic(const std::filesystem::path& path) {
 
 TEST_F(AnalysisTools, AnalyzeMixMeasuresTheDemoSong) {
     json mix = result("analyze_mix");
-    EXPECT_EQ(keysOf(mix), (Strings{"bands_rms_db", "clipped_samples_before_limiter", "limiter_max_reduction_db",
-                                    "notes", "peak_dbfs", "rms_dbfs", "seconds", "tracks"}));
+    EXPECT_EQ(keysOf(mix), (Strings{"bands_rms_db", "clipped_samples_before_limiter", "culprits", "limiter_max_reduction_db",
+                                    "loudness", "notes", "peak_dbfs", "rms_dbfs", "seconds", "tracks"}));
+    EXPECT_EQ(keysOf(mix["loudness"]), (Strings{"integrated_lufs", "max_momentary_lufs", "max_short_term_lufs",
+                                                "range_lu", "true_peak_dbtp"}));
     EXPECT_NEAR(mix["seconds"].get<double>(), 16 * demoBeatSeconds + 0.5, 0.001) << "to the loop end, half a second of tail";
     const double peak = mix["peak_dbfs"], rms = mix["rms_dbfs"];
     EXPECT_LE(peak, 0.0);
@@ -41,7 +44,9 @@ TEST_F(AnalysisTools, AnalyzeMixMeasuresTheDemoSong) {
     const Strings names{"Drums", "Bass", "Pad", "Bells"};
     for (std::size_t i = 0; i < 4; ++i) {
         const json& track = mix["tracks"][i];
-        EXPECT_EQ(keysOf(track), (Strings{"id", "name", "peak_dbfs", "rms_dbfs"}));
+        EXPECT_EQ(keysOf(track), (Strings{"id", "loudness", "name", "peak_dbfs", "rms_dbfs"}));
+        EXPECT_LT(track["loudness"]["integrated_lufs"].get<double>(), mix["loudness"]["integrated_lufs"].get<double>())
+            << names[i] << " is a part of the mix";
         EXPECT_EQ(track["name"], names[i]);
         EXPECT_GT(track["rms_dbfs"].get<double>(), -60) << names[i] << " plays";
         EXPECT_LT(track["rms_dbfs"].get<double>(), track["peak_dbfs"].get<double>()) << names[i];
@@ -62,7 +67,9 @@ TEST_F(AnalysisTools, AnalyzeMixMeasuresTheDemoSong) {
     result("set_song", {{"loop_enabled", false}});
     EXPECT_EQ(result("analyze_mix"), json::parse(R"({"seconds":0.5,"peak_dbfs":-180.0,"rms_dbfs":-180.0,"tracks":[],
         "bands_rms_db":{"low_below_250Hz":-180.0,"mid_250Hz_4kHz":-180.0,"high_above_4kHz":-180.0},
-        "clipped_samples_before_limiter":0,"limiter_max_reduction_db":0.0,
+        "clipped_samples_before_limiter":0,"limiter_max_reduction_db":0.0,"culprits":[],
+        "loudness":{"integrated_lufs":-180.0,"range_lu":0.0,"max_short_term_lufs":-180.0,"max_momentary_lufs":-180.0,
+                    "true_peak_dbtp":-180.0},
         "notes":["Mix is quiet (peak -180.0 dBFS); there is headroom to raise levels."]})"));
 }
 
@@ -99,7 +106,7 @@ TEST_F(AnalysisTools, ExportAudioWritesWhereItIsTold) {
     json exported = result("export_audio", {{"path", "~/out/mix"}, {"end_beat", 4}, {"tail_seconds", 0.25}});
     const fs::path file = home / "out" / "mix.wav";
     EXPECT_EQ(exported["file"], file.string());
-    EXPECT_EQ(keysOf(exported).size(), 9u) << "the analysis and the file";
+    EXPECT_EQ(keysOf(exported).size(), 11u) << "the analysis and the file";
     const double seconds = 4 * demoBeatSeconds + 0.25;
     EXPECT_NEAR(exported["seconds"].get<double>(), seconds, 0.001);
     EXPECT_EQ(magic(file), "RIFF");
@@ -126,4 +133,91 @@ TEST_F(AnalysisTools, ExportAudioWritesWhereItIsTold) {
     EXPECT_EQ(magic(home / "notes.txt"), "dear");
     EXPECT_EQ(studio.activity().back().ok, false);
     EXPECT_FALSE(studio.canUndo()) << "exporting is no edit";
+}
+
+namespace {
+
+// Two sine tracks: "Bass" at +6 dB drives the master far over full scale on its own, "Keys" is
+// quiet.
+Project clippingSong() {
+    SynthPatch sine;
+    sine.analog.osc1.wave = OscWave::sine;
+    sine.analog.osc2.level = 0;
+    sine.voice.level = 1;
+    Project p("Loud", 120);
+    p.loopEnabled = false;
+    for (auto [id, name, pitch, volume] : {std::tuple{"t1", "Keys", 72, -24.0}, {"t2", "Bass", 45, 6.0}}) {
+        Track track(id, name, 0, sine);
+        track.volumeDb = volume;
+        Clip clip;
+        clip.id = std::string("c") + id;
+        clip.length = 4;
+        clip.notes.push_back({pitch, 0, 4, 1});
+        track.clips.push_back(clip);
+        p.tracks.push_back(track);
+    }
+    return p;
+}
+
+struct ClippingSong : velmo::testing::ToolFixture {
+    ClippingSong() : ToolFixture(clippingSong()) {}
+};
+
+bool warnsOfLimiter(const json& mix) {
+    for (const json& note : mix["notes"])
+        if (note.get<std::string>().starts_with("Master is hitting the safety limiter")) return true;
+    return false;
+}
+
+} // namespace
+
+TEST_F(ClippingSong, NamesTheTrackThatClipsAndItsCureWorks) {
+    json mix = result("analyze_mix");
+    ASSERT_TRUE(warnsOfLimiter(mix)) << mix["notes"];
+    ASSERT_FALSE(mix["culprits"].empty());
+    const json& limiter = mix["culprits"][0];
+    EXPECT_EQ(limiter["problem"], "limiter");
+    ASSERT_FALSE(limiter["tracks"].empty());
+    const json& first = limiter["tracks"][0];
+    EXPECT_EQ(first["name"], "Bass");
+    EXPECT_GT(first["share"].get<double>(), 0.9);
+    EXPECT_TRUE(first["next_step"].get<std::string>().starts_with("Bass: `update_track` volume_db ")) << first;
+
+    // The suggested call, sent as it stands, takes the mix off the limiter.
+    result(first["call"]["tool"], first["call"]["arguments"]);
+    EXPECT_LT(studio.project().tracks[1].volumeDb, 6.0);
+    json after = result("analyze_mix", {{"compare", "last_edit"}});
+    EXPECT_FALSE(warnsOfLimiter(after)) << after["notes"];
+    EXPECT_EQ(after["clipped_samples_before_limiter"], 0);
+    const json& gone = after["compare"]["changes"]["notes_gone"];
+    ASSERT_FALSE(gone.empty());
+    EXPECT_TRUE(gone[0].get<std::string>().starts_with("Master is hitting the safety limiter")) << gone;
+}
+
+TEST_F(ClippingSong, ComparesWithAnEarlierStateAndLeavesTheSongAlone) {
+    fails("analyze_mix", {{"compare", "last_edit"}},
+          "Nothing to compare with: the history is empty (no edit since the song was opened or created).");
+    result("update_track", {{"track", "Keys"}, {"volume_db", -30}}); // 6 dB down
+    const Project song = studio.project();
+
+    json mix = result("analyze_mix", {{"compare", 1}, {"end_beat", 2}});
+    const json& compare = mix["compare"];
+    EXPECT_EQ(compare["steps_back"], 1);
+    EXPECT_EQ(compare["before"]["tracks"][0]["name"], "Keys");
+    const json& keys = compare["changes"]["tracks"][0];
+    EXPECT_EQ(keys["name"], "Keys");
+    EXPECT_NEAR(keys["rms_dbfs"].get<double>(), -6.0, 0.1) << compare["changes"];
+    EXPECT_NEAR(keys["peak_dbfs"].get<double>(), -6.0, 0.1);
+    EXPECT_NEAR(keys["integrated_lufs"].get<double>(), -6.0, 0.1);
+    EXPECT_NEAR(compare["changes"]["tracks"][1]["rms_dbfs"].get<double>(), 0.0, 0.1) << "the bass did not move";
+    EXPECT_NEAR(mix["seconds"].get<double>(), compare["before"]["seconds"].get<double>(), 1e-9) << "one span for both";
+
+    EXPECT_TRUE(studio.project() == song);
+    EXPECT_EQ(studio.undoDepth(), 1u);
+    EXPECT_FALSE(studio.canRedo());
+    fails("analyze_mix", {{"compare", 3}}, "compare can go back 1 to 1 steps: the history holds 1.");
+    fails("analyze_mix", {{"compare", "yesterday"}},
+          "compare takes \"last_edit\" or a number of undo steps back, 1 to 20; got 'yesterday'.");
+    studio.undo();
+    EXPECT_EQ(studio.project().tracks[0].volumeDb, -24.0) << "the history is intact";
 }
