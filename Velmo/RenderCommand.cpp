@@ -1,6 +1,6 @@
 #include "RenderCommand.h"
 
-#include "engine/MixAnalysisJSON.h"
+#include "server/MixAnalysisJSON.h"
 #include "engine/OfflineRenderer.h"
 #include "base/NumberText.h"
 #include "base/RegularFile.h"

@@ -2,7 +2,7 @@
 // printed, and one-line errors with exit status 1 for files that do not open or decode.
 #include "EngineRig.h"
 #include "RenderCommand.h"
-#include "engine/MixAnalysisJSON.h"
+#include "server/MixAnalysisJSON.h"
 #include "model/ProjectJSON.h"
 
 #include <gtest/gtest.h>

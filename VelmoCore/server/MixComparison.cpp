@@ -1,6 +1,6 @@
-#include "engine/MixComparison.h"
+#include "server/MixComparison.h"
 
-#include "engine/MixAnalysisJSON.h"
+#include "server/MixAnalysisJSON.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,8 +1,8 @@
-#include "engine/MixAnalysisJSON.h"
+#include "server/MixAnalysisJSON.h"
 
 #include "base/NumberText.h"
 #include "engine/Limiter.h"
-#include "engine/MixCulprits.h"
+#include "server/MixCulprits.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "engine/MixCulprits.h"
+#include "server/MixCulprits.h"
 
 #include "base/NumberText.h"
 #include "catalog/EffectCatalog.h"
