@@ -38,7 +38,7 @@ assert.equal(velmo.command, `${join(dirname(bridge), "velmo")} --headless`);
 assert.equal(agent.client.getServerVersion().name, "velmo");
 
 const { tools } = await agent.client.listTools();
-assert.equal(tools.length, 34);
+assert.equal(tools.length, 35);
 
 await call(agent.client, "new_project", { name: "Bridged", tempo: 90 });
 await call(agent.client, "add_track", { preset: "Acid Bass", name: "Bass" });

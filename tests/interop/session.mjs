@@ -64,6 +64,9 @@ await withVelmo(120, async (velmo) => {
   const shaped = await call(agent, "set_synth", { track: "Pad", params: { "filter.cutoff": 1200, "ampEnv.release": 1.5 } });
   assert.deepEqual(shaped.applied, { "ampEnv.release": 1.5, "filter.cutoff": 1200 });
   assert.equal((await call(agent, "get_track", { track: "Pad" })).patch.filter.cutoff, 1200);
+  // It cannot hear the result, so it asks for a portrait of one note: the longer release shows.
+  const portrait = await call(agent, "describe_sound", { track: "Pad", pitch: "A3" });
+  assert.ok(portrait.release_60db_ms > 1000, JSON.stringify(portrait));
 
   // The mistakes an agent makes most are refused with a message that says what would work,
   // and none of them touches the song.
@@ -112,8 +115,13 @@ await withVelmo(120, async (velmo) => {
   assert.equal(loudest.name, "Pad");
   assert.ok(mix.clipped_samples_before_limiter > 0);
   assert.match(mix.notes[0], /^Master is hitting the safety limiter/);
+  assert.equal(mix.culprits[0].problem, "limiter");
+  assert.equal(mix.culprits[0].tracks[0].name, "Pad", JSON.stringify(mix.culprits));
   await call(agent, "update_track", { track: "Pad", volume_db: -14 });
   await call(agent, "set_song", { master_volume_db: -4 });
+  const after = await call(agent, "analyze_mix", { end_beat: 16, compare: 2 });
+  const [drumsChange, , , padChange] = after.compare.changes.tracks;
+  assert.ok(padChange.rms_dbfs < -3 && drumsChange.rms_dbfs === 0, JSON.stringify(after.compare.changes));
 
   // The exported file is the 24-bit stereo WAV its analysis describes, now clean.
   const exported = await call(agent, "export_audio", { path: join(folder, "night-drive.wav"), end_beat: 16, tail_seconds: 2 });
