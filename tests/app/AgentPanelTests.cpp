@@ -49,7 +49,7 @@ TEST(AgentPanel, SnippetsHoldThePortOfVELMO_MCP_PORTAndCopyIt) {
     ASSERT_TRUE(listening(model));
     const QString endpoint = QString("http://127.0.0.1:%1/mcp").arg(port);
     EXPECT_EQ(panel.statusTitle(), "Ready for agents");
-    EXPECT_EQ(panel.statusDetail(), QString("Port %1 · 34 tools").arg(port));
+    EXPECT_EQ(panel.statusDetail(), QString("Port %1 · 35 tools").arg(port));
     const auto& copy = panel.copyButtons();
     EXPECT_EQ(copy[0]->text(), "claude mcp add --transport http --scope user velmo " + endpoint);
     EXPECT_EQ(copy[1]->text(), "{\n  \"mcpServers\": {\n    \"velmo\": { \"command\": \"" + AppModel::bridgePath() +
