@@ -8,7 +8,7 @@
 
 #include <QMenu>
 #include <QTest>
-#include <QToolButton>
+#include <QPushButton>
 
 #include <gtest/gtest.h>
 

@@ -1,18 +1,22 @@
 // The synth editor against the catalog the agents read: every parameter path of every engine has
 // its control and no other engine's does; a gesture on a control sets the patch by its path, as
-// one undo step, and the engine gets the change; engines and presets switch from the editor.
+// one undo step, and the engine gets the change; engines and presets switch from the editor; every
+// label reads whole, the drum names on the keys among them.
 #include "AppRig.h"
+#include "catalog/EffectCatalog.h"
 #include "catalog/Presets.h"
 #include "catalog/SynthCatalog.h"
 #include "catalog/SynthPatchPaths.h"
+#include "controls/Knob.h"
 #include "controls/ValueMapping.h"
 #include "synthview/Keyboard.h"
+#include "synthview/MIDIBanner.h"
 #include "synthview/SynthEditorView.h"
 #include "synthview/SynthPanel.h"
 
 #include <QMenu>
 #include <QTest>
-#include <QToolButton>
+#include <QPushButton>
 
 #include <gtest/gtest.h>
 
@@ -98,12 +102,94 @@ TEST_F(SynthEditorTest, EngineAndPresetSwitchFromTheEditorAndKeepTheOtherEngines
     EXPECT_NE(control("additive.harmonics.15"), nullptr);
     EXPECT_EQ(value("fm.feedback"), 0.7) << "another engine's value stays in the patch";
 
-    QMenu* menu = panel().findChild<QToolButton*>("presets")->menu();
+    QMenu* menu = panel().findChild<QPushButton*>("presets")->menu();
     for (QAction* action : menu->actions())
         if (action->text() == "FM Bell") action->trigger();
     EXPECT_EQ(studio.project().tracks[0].patch, Presets::named("FM Bell")->patch);
     EXPECT_EQ(panel().engine(), EngineKind::fm);
     EXPECT_EQ(undoDepth(), 3);
+}
+
+TEST_F(SynthEditorTest, EveryKnobLabelReadsWhole) {
+    for (EngineKind engine : allCases<EngineKind>()) {
+        studio.setSynth(0, engine, std::nullopt, nlohmann::json::object());
+        for (const ParamInfo& row : SynthCatalog::params())
+            if (auto* knob = dynamic_cast<Knob*>(control(row.path)))
+                EXPECT_EQ(knob->shownLabel().toStdString(), row.label) << row.path;
+    }
+    for (EffectKind kind : allCases<EffectKind>())
+        for (const EffectParamInfo& spec : EffectCatalog::specs(kind)) {
+            const QString label = QString::fromUtf8(spec.label.data(), static_cast<int>(spec.label.size()));
+            EXPECT_EQ(Knob(label, {spec.min, spec.max, spec.log}, "", false, std::nullopt, Qt::red).shownLabel(), label);
+        }
+    // A label no narrowing can save is cut short, and the tooltip names it.
+    Knob overlong("Very Long Parameter Name", {0, 1, false}, "", false, std::nullopt, Qt::red);
+    overlong.setHelp("What it does");
+    EXPECT_TRUE(overlong.shownLabel().endsWith(QChar(0x2026))) << overlong.shownLabel().toStdString();
+    EXPECT_EQ(overlong.toolTip(), "Very Long Parameter Name: What it does");
+}
+
+TEST_F(SynthEditorTest, DrumKeysCarryTheirNamesWholeBesideTheLetters) {
+    studio.setSynth(0, EngineKind::drums, std::nullopt, nlohmann::json::object());
+    auto& keys = static_cast<Keyboard&>(*control("keyboard"));
+    for (const char* words : {"Z X octave, C V velocity", "MIDI input plays the selected track"})
+        EXPECT_TRUE(keys.caption().contains(words)) << keys.caption().toStdString();
+    EXPECT_EQ(keys.velocityText(), "vel 102");
+
+    std::map<int, KeyFace> faces;
+    std::vector<QRectF> blackKeys;
+    for (const KeyFace& f : keys.faces()) {
+        faces[f.pitch] = f;
+        if (f.black) blackKeys.push_back(f.key);
+    }
+    // A plays the kick; the letters run on over the kit as the computer keys do.
+    struct Case {
+        int pitch;
+        QString letter, name;
+    } cases[] = {{36, "A", "Kick"},     {37, "W", "Rim"},  {44, "Y", "Pedal Hat"}, {46, "U", "Open Hat"},
+                 {47, "J", "Tom Mid 2"}, {53, "'", "Ride Bell"}, {54, "", ""}, {59, "", "Ride 2"}, {60, "", ""}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(faces[c.pitch].letter, c.letter) << c.pitch;
+        EXPECT_EQ(faces[c.pitch].name, c.name) << c.pitch;
+    }
+    int named = 0;
+    for (const auto& [pitch, f] : faces) {
+        if (f.name.isEmpty()) continue;
+        ++named;
+        EXPECT_EQ(f.shownName, f.name) << pitch << " is cut short";
+        EXPECT_TRUE(f.key.contains(f.nameRoom)) << pitch;
+        if (!f.letter.isEmpty()) EXPECT_FALSE(f.nameRoom.intersects(f.letterRoom)) << pitch;
+        if (!f.black)
+            for (const QRectF& black : blackKeys) EXPECT_FALSE(black.intersects(f.nameRoom)) << pitch << " under a black key";
+    }
+    EXPECT_EQ(named, 23);
+
+    studio.setSynth(0, EngineKind::analog, std::nullopt, nlohmann::json::object());
+    for (const KeyFace& f : static_cast<Keyboard&>(*control("keyboard")).faces()) {
+        EXPECT_TRUE(f.name.isEmpty()) << f.pitch;
+        if (f.pitch == 60) EXPECT_EQ(f.letter, "A");
+    }
+}
+
+TEST_F(SynthEditorTest, AMIDIRouteSaysWhereTheNotesGoAndTheButtonBringsThemBack) {
+    struct Case {
+        MIDIRoute route;
+        bool connected;
+        QString text;
+    } cases[] = {
+        {{"Minilogue", 3, true}, true, "Notes go to Minilogue on channel 3. The internal synth plays too."},
+        {{"Minilogue", 3, false}, true, "Notes go to Minilogue on channel 3. The internal synth is silent."},
+        {{"Minilogue", 3, true}, false, "Minilogue isn't connected, so the internal synth plays instead."},
+    };
+    for (const Case& c : cases) EXPECT_EQ(midiBannerText(c.route, c.connected), c.text);
+
+    auto* banner = panel().findChild<MIDIBanner*>();
+    EXPECT_FALSE(banner->isVisible());
+    studio.setMIDIOut(0, MIDIRoute{"Minilogue", 3, false});
+    EXPECT_TRUE(panel().findChild<MIDIBanner*>()->isVisible());
+    QTest::mouseClick(panel().findChild<MIDIBanner*>()->findChild<QPushButton*>(), Qt::LeftButton);
+    EXPECT_FALSE(studio.project().tracks[0].midiOut.has_value());
+    EXPECT_FALSE(panel().findChild<MIDIBanner*>()->isVisible());
 }
 
 TEST(SynthKeyboard, HitTest) {

@@ -9,6 +9,19 @@
 
 namespace velmo {
 
+namespace {
+
+constexpr int labelPixels = 10;
+// How far a label may be narrowed before it is cut short instead.
+constexpr double narrowest = 0.85;
+
+QFont labelFont(QFont font) {
+    font.setPixelSize(labelPixels);
+    return font;
+}
+
+} // namespace
+
 double knobDragPosition(double startPosition, double dy, bool fine) {
     const double factor = fine ? Knob::fineFactor : 1.0;
     return std::clamp(startPosition + factor * (dy / -Knob::pixelsPerRange), 0.0, 1.0);
@@ -25,6 +38,22 @@ Knob::Knob(QString label, ValueMapping mapping, QString unit, bool integer, std:
       integer_(integer), color_(color), size_(size), showsLabel_(showsLabel) {
     setCursor(Qt::SizeVerCursor);
     setFixedSize(sizeHint());
+    shownLabel_ = label_;
+    if (!showsLabel_) return;
+    const QFontMetricsF metrics(labelFont(font()));
+    const double natural = metrics.horizontalAdvance(label_);
+    const double room = width();
+    if (natural > room && natural * narrowest <= room) {
+        labelSqueeze_ = room / natural;
+    } else if (natural > room) {
+        shownLabel_ = metrics.elidedText(label_, Qt::ElideRight, room);
+        setHelp({});
+    }
+}
+
+void Knob::setHelp(const QString& help) {
+    if (shownLabel_ == label_) setToolTip(help);
+    else setToolTip(help.isEmpty() ? label_ : label_ + ": " + help);
 }
 
 QSize Knob::sizeHint() const {
@@ -49,11 +78,14 @@ void Knob::paintEvent(QPaintEvent*) {
     painter.setPen(QPen(p.ink, 2, Qt::SolidLine, Qt::RoundCap));
     painter.drawLine(centre, centre + QPointF(std::cos(angle) * r, -std::sin(angle) * r));
     if (!showsLabel_) return;
-    QFont font = painter.font();
-    font.setPixelSize(10);
-    painter.setFont(font);
+    painter.setFont(labelFont(font()));
     painter.setPen(p.ink2);
-    painter.drawText(QRectF(0, size_ + 2, width(), 13), Qt::AlignCenter, label_);
+    painter.save();
+    painter.translate(width() / 2.0, 0);
+    painter.scale(labelSqueeze_, 1);
+    const double span = width() / labelSqueeze_;
+    painter.drawText(QRectF(-span / 2, size_ + 2, span, 13), Qt::AlignCenter, shownLabel_);
+    painter.restore();
     painter.setPen(p.ink);
     painter.drawText(QRectF(0, size_ + 15, width(), 13), Qt::AlignCenter, formatValue(value(), unit_, integer_));
 }

@@ -1,5 +1,7 @@
 // A round knob with its label and value text, turned by a vertical drag: 180 pixels cover the
 // whole range, a fifth of it with Alt held. It keeps only its drag; the value comes from outside.
+// A label wider than the knob is narrowed a little, and only cut short (then named in the
+// tooltip) when narrowing would make it hard to read.
 #pragma once
 
 #include "controls/DragControl.h"
@@ -24,6 +26,10 @@ public:
          QColor color, int size = 34, bool showsLabel = true, QWidget* parent = nullptr);
 
     QSize sizeHint() const override;
+    // The label as drawn: whole, or cut short with an ellipsis.
+    const QString& shownLabel() const { return shownLabel_; }
+    // The tooltip: `help`, after the whole label if the knob shows it cut short.
+    void setHelp(const QString& help);
 
 protected:
     void paintEvent(QPaintEvent*) override;
@@ -33,6 +39,8 @@ protected:
 
 private:
     QString label_;
+    QString shownLabel_;
+    double labelSqueeze_ = 1;  // horizontal scale of the label, at most 1
     ValueMapping mapping_;
     QString unit_;
     bool integer_;

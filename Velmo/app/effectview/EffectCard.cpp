@@ -78,7 +78,7 @@ EffectCard::EffectCard(Studio& studio, std::optional<std::string> trackID, const
         auto* knob = new Knob(text(spec.label), {spec.min, spec.max, spec.log}, text(spec.unit), false,
                               spec.defaultValue, color);
         knob->setObjectName(text(spec.name));
-        if (!spec.help.empty()) knob->setToolTip(text(spec.help));
+        knob->setHelp(text(spec.help));
         knob->onChange = [this, name = std::string(spec.name)](double value) {
             if (auto at = place())
                 studio_.updateEffect(at->track, at->index, nlohmann::json{{name, value}}, std::nullopt,

@@ -9,7 +9,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
-#include <QToolButton>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace velmo {
@@ -24,9 +24,7 @@ EffectChainView::EffectChainView(Studio& studio, std::optional<std::string> trac
     : QWidget(parent), studio_(studio), trackID_(std::move(trackID)), color_(color) {
     title_ = textLabel("", 13, true);
     subtitle_ = textLabel("", 11, false, true);
-    add_ = new QToolButton;
-    add_->setText("+ Add effect");
-    add_->setPopupMode(QToolButton::InstantPopup);
+    add_ = new QPushButton("+ Add effect");
     add_->setFocusPolicy(Qt::NoFocus);
     auto* menu = new QMenu(add_);
     for (EffectKind kind : allCases<EffectKind>()) {

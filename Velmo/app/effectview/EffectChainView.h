@@ -12,7 +12,7 @@
 #include <vector>
 
 class QLabel;
-class QToolButton;
+class QPushButton;
 
 namespace velmo {
 
@@ -32,7 +32,7 @@ public:
     // being dragged stays.
     void showChain(const CowVector<EffectSlot>& slots);
 
-    QToolButton& addButton() { return *add_; }
+    QPushButton& addButton() { return *add_; }
     const std::vector<EffectCard*>& cards() const { return cards_; }
 
 private:
@@ -41,7 +41,7 @@ private:
     QColor color_;
     QLabel* title_;
     QLabel* subtitle_;
-    QToolButton* add_;
+    QPushButton* add_;
     QLabel* empty_;
     FlowLayout* flow_;
     std::vector<EffectCard*> cards_;

@@ -4,12 +4,15 @@
 #include "Theme.h"
 #include "controls/CText.h"
 #include "theory/DrumMap.h"
+#include "theory/NoteNames.h"
 
+#include <QHelpEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QToolTip>
 
 #include <cmath>
-#include <map>
+#include <algorithm>
 #include <set>
 
 namespace velmo {
@@ -20,6 +23,18 @@ namespace {
 constexpr double blackReach = 0.32;
 // The share of the height, from the top, that black keys take.
 constexpr double blackDepth = 0.6;
+// Space between a key's edge and what is written on it.
+constexpr double inset = 3;
+
+QFont pixelFont(QFont font, int pixels) {
+    font.setPixelSize(pixels);
+    return font;
+}
+
+QString drumName(int pitch) {
+    const auto name = MusicTheory::drumDisplayName(pitch);
+    return name ? QString::fromUtf8(name->data(), static_cast<int>(name->size())) : QString();
+}
 
 } // namespace
 
@@ -46,8 +61,12 @@ std::optional<int> keyboardHit(double x, double y, double width, double height, 
 
 Keyboard::Keyboard(AppModel& model, std::string trackID, QColor color, bool drums, QWidget* parent)
     : QWidget(parent), model_(model), trackID_(std::move(trackID)), color_(color), drums_(drums) {
-    setMinimumHeight(captionHeight + 70);
-    setMaximumHeight(captionHeight + 90);
+    if (drums_) {
+        setFixedHeight(captionHeight + drumKeysHeight());
+    } else {
+        setMinimumHeight(captionHeight + 70);
+        setMaximumHeight(captionHeight + 90);
+    }
     setCursor(Qt::PointingHandCursor);
     connect(&model_.studioSignals(), &StudioSignals::liveChanged, this, qOverload<>(&QWidget::update));
     connect(&model_, &AppModel::typingChanged, this, qOverload<>(&QWidget::update));
@@ -72,6 +91,74 @@ std::vector<int> Keyboard::whites() const {
 }
 
 QRectF Keyboard::keysArea() const { return QRectF(0, captionHeight, width(), height() - captionHeight); }
+
+int Keyboard::drumKeysHeight() const {
+    const QFontMetricsF names(pixelFont(font(), namePixels));
+    double longest = 0;
+    for (const auto& label : MusicTheory::drumLabels())
+        if (isBlackClass(label.note)) longest = std::max(longest, names.horizontalAdvance(drumName(label.note)));
+    const double letterBand = QFontMetricsF(pixelFont(font(), letterPixels)).height() + inset;
+    return static_cast<int>(std::ceil((inset + longest + 1 + letterBand + 1) / blackDepth));
+}
+
+std::vector<KeyFace> Keyboard::faces() const {
+    const QFontMetricsF letterMetrics(pixelFont(font(), letterPixels));
+    const QFontMetricsF nameMetrics(pixelFont(font(), namePixels));
+    const int first = base() + model_.typing().octaveShift() * 12;
+    const std::vector<int> keys = whites();
+    const QRectF area = keysArea();
+    const double w = area.width() / static_cast<double>(keys.size());
+
+    auto face = [&](int pitch, bool black, QRectF key) {
+        KeyFace f{pitch, black, key, {}, {}, {}, {}, {}};
+        const int semitone = pitch - first;
+        if (semitone >= 0 && semitone < static_cast<int>(MusicalTyping::letters.size()))
+            f.letter = MusicalTyping::letters[static_cast<std::size_t>(semitone)];
+        const double letterHeight = letterMetrics.height();
+        f.letterRoom = QRectF(key.left(), key.bottom() - inset - letterHeight, key.width(), letterHeight);
+        if (drums_) f.name = drumName(pitch);
+        if (!f.name.isEmpty()) {
+            // Centred in the key: on a white key that is the strip between its black neighbours.
+            const double thickness = nameMetrics.height();
+            const double top = key.top() + inset;
+            const double bottom = f.letter.isEmpty() ? key.bottom() - inset : f.letterRoom.top() - 1;
+            f.nameRoom = QRectF(key.center().x() - thickness / 2, top, thickness, std::max(bottom - top, 0.0));
+            f.shownName = nameMetrics.elidedText(f.name, Qt::ElideRight, f.nameRoom.height());
+        }
+        return f;
+    };
+    std::vector<KeyFace> result;
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        result.push_back(face(keys[i], false, QRectF(area.left() + i * w + 0.5, area.top() + 0.5, w - 1, area.height() - 1)));
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        if (isBlackClass(keys[i] + 1))
+            result.push_back(face(keys[i] + 1, true, QRectF(area.left() + (i + 1 - blackReach) * w, area.top(),
+                                                            2 * blackReach * w, area.height() * blackDepth)));
+    return result;
+}
+
+QString Keyboard::caption() const { return "Z X octave, C V velocity  ·  MIDI input plays the selected track"; }
+
+QString Keyboard::velocityText() const {
+    return "vel " + cText("%lld", static_cast<long long>(std::llround(model_.typing().velocity() * 127)));
+}
+
+bool Keyboard::event(QEvent* event) {
+    if (event->type() != QEvent::ToolTip) return QWidget::event(event);
+    // The whole name, the note and the computer key: what a key cut short or unlettered leaves out.
+    auto* help = static_cast<QHelpEvent*>(event);
+    const auto pitch = hit(help->pos());
+    QStringList parts;
+    for (const KeyFace& f : faces()) {
+        if (!pitch || f.pitch != *pitch) continue;
+        if (!f.name.isEmpty()) parts << f.name;
+        parts << QString::fromStdString(MusicTheory::noteName(f.pitch));
+        if (!f.letter.isEmpty()) parts << "key " + f.letter;
+    }
+    if (parts.isEmpty()) QToolTip::hideText();
+    else QToolTip::showText(help->globalPos(), parts.join("  ·  "), this);
+    return true;
+}
 
 std::optional<int> Keyboard::hit(QPointF at) const {
     const QRectF keys = keysArea();
@@ -103,62 +190,49 @@ void Keyboard::mouseReleaseEvent(QMouseEvent*) {
 
 void Keyboard::paintEvent(QPaintEvent*) {
     const Palette& p = Theme::palette();
-    const MusicalTyping& typing = model_.typing();
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    QFont font = painter.font();
-    font.setPixelSize(10);
-    painter.setFont(font);
+    const QFont letterFont = pixelFont(font(), letterPixels);
+    const QFont nameFont = pixelFont(font(), namePixels);
+    painter.setFont(letterFont);
     painter.setPen(p.ink3);
-    painter.drawText(QRectF(2, 0, width() - 4, captionHeight - 4), Qt::AlignLeft | Qt::AlignVCenter,
-                     "Z X octave, C V velocity  ·  MIDI input plays the selected track");
-    painter.drawText(QRectF(2, 0, width() - 4, captionHeight - 4), Qt::AlignRight | Qt::AlignVCenter,
-                     "vel " + cText("%lld", static_cast<long long>(std::llround(typing.velocity() * 127))));
+    const QRectF captionRow(2, 0, width() - 4, captionHeight - 4);
+    painter.drawText(captionRow, Qt::AlignLeft | Qt::AlignVCenter, caption());
+    painter.drawText(captionRow, Qt::AlignRight | Qt::AlignVCenter, velocityText());
 
     std::set<int> pressed;
     const auto& held = model_.studio().live().heldPitches;
     if (auto found = held.find(trackID_); found != held.end()) pressed = found->second;
     if (mouseHeld_) pressed.insert(*mouseHeld_);
-    // The letters of the computer-keyboard piano, by the pitch they play now.
-    std::map<int, QString> letters;
-    const int first = base() + typing.octaveShift() * 12;
-    for (std::size_t s = 0; s < MusicalTyping::letters.size(); ++s) letters[first + static_cast<int>(s)] = MusicalTyping::letters[s];
-    auto drumName = [this](int pitch) -> QString {
-        if (!drums_) return {};
-        const auto name = MusicTheory::drumDisplayName(pitch);
-        return name ? QString::fromUtf8(name->data(), static_cast<int>(name->size())) : QString();
-    };
 
-    const std::vector<int> keys = whites();
-    const QRectF area = keysArea();
-    const double w = area.width() / static_cast<double>(keys.size());
-    auto label = [&](const QRectF& key, int pitch, QColor ink) {
+    // White keys come first in the list, so the black ones are drawn over them.
+    for (const KeyFace& f : faces()) {
+        const bool down = pressed.count(f.pitch) > 0;
+        if (f.black) {
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(down ? color_ : QColor(0x111111));
+            painter.drawRoundedRect(f.key, 2, 2);
+        } else {
+            painter.setPen(QPen(p.line, 1));
+            painter.setBrush(down ? color_ : QColor(0xFFFFFF));
+            painter.drawRoundedRect(f.key, 3, 3);
+        }
+        const QColor ink = f.black || down ? QColor(0xF2F2EF) : QColor(0x6E6E6A);
         painter.setPen(ink);
-        if (auto letter = letters.find(pitch); letter != letters.end())
-            painter.drawText(key.adjusted(0, 0, 0, -4), Qt::AlignHCenter | Qt::AlignBottom, letter->second);
-        if (const QString name = drumName(pitch); !name.isEmpty()) {
+        if (!f.letter.isEmpty()) {
+            painter.setFont(letterFont);
+            painter.drawText(f.letterRoom, Qt::AlignHCenter | Qt::AlignBottom, f.letter);
+        }
+        if (!f.shownName.isEmpty()) {
+            // Turned a quarter clockwise, reading down the key.
             painter.save();
-            painter.translate(key.center().x() + 3, key.top() + 4);
+            painter.setFont(nameFont);
+            painter.translate(f.nameRoom.center());
             painter.rotate(90);
-            painter.drawText(QPointF(0, 0), name);
+            const QRectF run(-f.nameRoom.height() / 2, -f.nameRoom.width() / 2, f.nameRoom.height(), f.nameRoom.width());
+            painter.drawText(run, Qt::AlignLeft | Qt::AlignVCenter, f.shownName);
             painter.restore();
         }
-    };
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        const QRectF key(area.left() + i * w + 0.5, area.top() + 0.5, w - 1, area.height() - 1);
-        painter.setPen(QPen(p.line, 1));
-        painter.setBrush(pressed.count(keys[i]) ? color_ : QColor(0xFFFFFF));
-        painter.drawRoundedRect(key, 3, 3);
-        label(key, keys[i], pressed.count(keys[i]) ? QColor(0xFFFFFF) : QColor(0x6E6E6A));
-    }
-    for (std::size_t i = 0; i < keys.size(); ++i) {
-        const int black = keys[i] + 1;
-        if (!isBlackClass(black)) continue;
-        const QRectF key(area.left() + (i + 1 - blackReach) * w, area.top(), 2 * blackReach * w, area.height() * blackDepth);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(pressed.count(black) ? color_ : QColor(0x111111));
-        painter.drawRoundedRect(key, 2, 2);
-        label(key, black, QColor(0xF2F2EF));
     }
 }
 

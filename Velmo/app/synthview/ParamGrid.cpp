@@ -34,7 +34,6 @@ ParamGrid::ParamGrid(Studio& studio, std::string trackID, std::vector<const Para
     for (std::size_t i = 0; i < params.size(); ++i) {
         QWidget* control = makeControl(*params[i], color);
         control->setObjectName(text(params[i]->path));
-        if (!params[i]->help.empty()) control->setToolTip(text(params[i]->help));
         grid->addWidget(control, static_cast<int>(i) / columns, static_cast<int>(i) % columns, Qt::AlignCenter);
         controls_.emplace_back(params[i], control);
     }
@@ -48,6 +47,7 @@ QWidget* ParamGrid::makeControl(const ParamInfo& spec, QColor color) {
         if (spec.defaultValue.is_number()) initial = spec.defaultValue.get<double>();
         auto* knob = new Knob(text(spec.label), {number->min, number->max, number->log}, text(number->unit),
                               number->integer, initial, color);
+        knob->setHelp(text(spec.help));
         knob->onChange = [this, path, key](double value) { setPatchParam(studio_, trackID_, path, value, key); };
         return knob;
     }
@@ -55,6 +55,7 @@ QWidget* ParamGrid::makeControl(const ParamInfo& spec, QColor color) {
         QStringList options;
         for (const std::string& option : choice->options) options << text(option);
         auto* menu = new PanelMenu(text(spec.label), options);
+        menu->setToolTip(text(spec.help));
         menu->onSelect = [this, path, key](const QString& option) {
             setPatchParam(studio_, trackID_, path, option.toStdString(), key);
         };

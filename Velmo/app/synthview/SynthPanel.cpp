@@ -17,7 +17,7 @@
 #include <QHBoxLayout>
 #include <QMenu>
 #include <QScrollArea>
-#include <QToolButton>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -85,12 +85,10 @@ SynthPanel::SynthPanel(AppModel& model, const Track& track, QWidget* parent)
     showTrack(track);
 }
 
-QToolButton* SynthPanel::buildPresetMenu() {
+QPushButton* SynthPanel::buildPresetMenu() {
     Studio& studio = model_.studio();
-    auto* button = new QToolButton;
-    button->setText("Presets");
+    auto* button = new QPushButton("Presets");
     button->setObjectName("presets");
-    button->setPopupMode(QToolButton::InstantPopup);
     button->setFocusPolicy(Qt::NoFocus);
     auto* menu = new QMenu(button);
     for (std::string_view category : Presets::categories) {

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-class QToolButton;
+class QPushButton;
 
 namespace velmo {
 
@@ -34,7 +34,7 @@ public:
 
 private:
     QWidget* buildSections(const Track& track);
-    QToolButton* buildPresetMenu();
+    QPushButton* buildPresetMenu();
 
     AppModel& model_;
     std::string trackID_;
