@@ -21,6 +21,7 @@
 #include <QApplication>
 #include <QImage>
 #include <QPainter>
+#include <QScrollArea>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -116,23 +117,39 @@ void paintArrangement(AppModel& model) {
     view.setZoom(22);
 }
 
+// Counts the paint events its widget gets.
+class PaintCounter final : public QObject {
+public:
+    int paints = 0;
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint) ++paints;
+        return false;
+    }
+};
+
 void paintActivityLog(AppModel& model) {
     AgentPanel panel(model);
     panel.resize(1280, 430);
     panel.show();
     QCoreApplication::processEvents();
-    // What changes is the log; the setup column beside it stays as it was drawn.
-    QWidget& log = panel.log();
-    QImage frame(log.size(), QImage::Format_ARGB32_Premultiplied);
+    ActivityLog& log = panel.log();
+    PaintCounter rows;
+    log.scroll().widget()->installEventFilter(&rows);
     Studio& studio = model.studio();
-    // Ten seconds at 60 frames a second; an entry arrives in 50 of every 60 frames.
+    // Ten seconds at 60 frames a second; an entry arrives in 50 of every 60 frames. A frame is
+    // what the window does for it: the signal, the layout and the repaint of what changed, which
+    // the offscreen platform paints into its backing store as a screen's would be. (Rendering the
+    // log once more on top, as the other views are timed, would paint each frame twice.)
     const auto times = frameTimes(600, [&](int i) {
         if (i % 6 != 5) studio.log("add_notes", "clip c" + std::to_string(i) + ", 4 notes", i % 17 != 0);
         QCoreApplication::processEvents();
-        log.render(&frame);
+        QCoreApplication::sendPostedEvents();
     });
-    std::printf("| activity log (%dx%d px), one 60 Hz frame while it takes 50 entries a second | %.2f ms | %.2f ms | 2 ms |\n",
-                log.width(), log.height(), percentile(times, 0.5), percentile(times, 0.99));
+    std::printf("| activity log (%dx%d px), one 60 Hz frame while it takes 50 entries a second (%d repaints) | %.2f ms | "
+                "%.2f ms | 2 ms |\n",
+                log.width(), log.height(), rows.paints, percentile(times, 0.5), percentile(times, 0.99));
 }
 
 void paintPianoRoll(AppModel& model) {
@@ -174,20 +191,25 @@ void switchSynthEngines(AppModel& model) {
     Studio& studio = model.studio();
     studio.selectTrack(studio.project().tracks[0].id);
     QCoreApplication::processEvents();
-    QImage frame(view.size(), QImage::Format_ARGB32_Premultiplied);
-    std::vector<double> times;
+    PaintCounter paints;
+    view.installEventFilter(&paints);
+    std::vector<double> times, walls;
     for (int i = 1; i <= 70; ++i) {
         const auto start = Clock::now();
+        const double cpuStart = threadMs();
         // The edit, the signal that rebuilds the panel for the new engine, the old panel's end,
-        // and the first frame of the new one.
+        // and the first frame of the new one, which Qt paints into the offscreen backing store as
+        // it would on a screen.
         studio.setSynth(0, static_cast<EngineKind>(i % 7), std::nullopt, nlohmann::json::object());
         QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        view.render(&frame);
-        times.push_back(ms(Clock::now() - start));
+        times.push_back(threadMs() - cpuStart);
+        walls.push_back(ms(Clock::now() - start));
     }
-    std::printf("| synth editor, switching to another engine and painting it | %.2f ms | %.2f ms | 50 ms |\n",
-                percentile(times, 0.5), percentile(times, 0.99));
+    std::printf("| synth editor, switching to another engine and painting it (%d paints; wall clock p99 %.2f ms) | %.2f ms "
+                "| %.2f ms | 50 ms |\n",
+                paints.paints, percentile(walls, 0.99), percentile(times, 0.5), percentile(times, 0.99));
 }
 
 void mainQueueLatency(QtMainQueue& queue, AppModel& model) {
