@@ -40,4 +40,28 @@ struct GainRamp {
     }
 };
 
+// A left and a right gain gliding together: a level and pan, on a voice or a track. The first
+// target after a restart is taken at once, so a fresh note or a new track does not fade in.
+struct StereoGainRamp {
+    GainRamp left;
+    GainRamp right;
+    bool set = false;
+
+    void glideTo(double l, double r, int frames) {
+        if (set) {
+            left.moveTo(l, frames);
+            right.moveTo(r, frames);
+        } else {
+            left.jumpTo(l);
+            right.jumpTo(r);
+            set = true;
+        }
+    }
+
+    // The next target is taken at once.
+    void restart() { set = false; }
+
+    bool moving() const { return left.moving() || right.moving(); }
+};
+
 } // namespace velmo

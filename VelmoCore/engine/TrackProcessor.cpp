@@ -322,15 +322,7 @@ bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, f
     // Gain and pan glide to their targets, so a fader or pan move makes no zipper noise.
     const double targetL = targetGain_ * std::min(1.0 - pan_, 1.0);
     const double targetR = targetGain_ * std::min(1.0 + pan_, 1.0);
-    if (gainSet_) {
-        const int frames = static_cast<int>(gainGlideSeconds * ctx.sampleRate);
-        gainL_.moveTo(targetL, frames);
-        gainR_.moveTo(targetR, frames);
-    } else {
-        gainL_.jumpTo(targetL);
-        gainR_.jumpTo(targetR);
-        gainSet_ = true;
-    }
+    gain_.glideTo(targetL, targetR, static_cast<int>(gainGlideSeconds * ctx.sampleRate));
     float blockPeak = 0;
     for (int i = 0; i < n; ++i) {
         // DC and sub-audio drift come from sources that have no known mean to subtract: drive and
@@ -339,8 +331,8 @@ bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, f
         // catches them all for the price of four sections per track rather than per voice.
         const float dcFreeL = static_cast<float>(dcL_[1].process(dcL_[0].process(mixL_[i])));
         const float dcFreeR = static_cast<float>(dcR_[1].process(dcR_[0].process(mixR_[i])));
-        float l = dcFreeL * static_cast<float>(gainL_.next());
-        float r = dcFreeR * static_cast<float>(gainR_.next());
+        float l = dcFreeL * static_cast<float>(gain_.left.next());
+        float r = dcFreeR * static_cast<float>(gain_.right.next());
         mixL_[i] = l;
         mixR_[i] = r;
         busL[i] += l;

@@ -121,9 +121,7 @@ private:
     EffectChain effects_;
     double targetGain_ = 0;
     double pan_ = 0;
-    GainRamp gainL_; // gain and pan of each side, glided to their targets
-    GainRamp gainR_;
-    bool gainSet_ = false; // the first block takes the gain at once: a new track does not fade in
+    StereoGainRamp gain_; // gain and pan of each side, glided to their targets
     std::int64_t tagCounter_ = 0;
     std::uint64_t order_ = 0;
     std::vector<HeldNote> monoStack_;

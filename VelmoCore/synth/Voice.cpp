@@ -1,10 +1,9 @@
 #include "synth/Voice.h"
 
+#include "base/Precondition.h"
 #include "synth/WavetableBank.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <cmath>
 
 namespace velmo {
@@ -86,7 +85,7 @@ void Voice::start(int notePitch, double noteVelocity, std::int64_t noteTag, std:
     const bool fresh = ampEnv.value < kFreshLevel;
     // A note from silence (and every drum hit) takes its level at once; a note taken over while
     // heard glides from the level it had.
-    if (fresh || patch.engine == EngineKind::drums) levelSet_ = false;
+    if (fresh || patch.engine == EngineKind::drums) level_.restart();
     const double freq = noteFrequency(targetPitch);
     switch (patch.engine) {
     case EngineKind::analog:
@@ -162,7 +161,7 @@ void Voice::hardStop() {
     drum.done = true;
     pending_ = false;
     fadeLeft_ = 0;
-    levelSet_ = false;
+    level_.restart();
 }
 
 void Voice::clear() {
@@ -181,8 +180,8 @@ void Voice::clear() {
     }
     fm.out = {};
     fm.fb1 = fm.fb2 = 0.0;
-    levelL_.jumpTo(0.0);
-    levelR_.jumpTo(0.0);
+    level_.left.jumpTo(0.0);
+    level_.right.jumpTo(0.0);
 }
 
 ModValues Voice::modulation(const SynthPatch& patch, Heard note, double lfo1Value, double lfo2Value,
@@ -308,25 +307,17 @@ void Voice::mixOut(const VoiceParams& vp, const ModValues& m, double noteVelocit
     }
     // A level, volume or pan that moves glides there, so neither an edit nor a modulation steps
     // once per block; a fresh note takes its level at once.
-    if (levelSet_) {
-        const int frames = static_cast<int>(kLevelGlideSeconds * sr);
-        levelL_.moveTo(left, frames);
-        levelR_.moveTo(right, frames);
-    } else {
-        levelL_.jumpTo(left);
-        levelR_.jumpTo(right);
-        levelSet_ = true;
-    }
-    if (levelL_.moving() || levelR_.moving()) {
+    level_.glideTo(left, right, static_cast<int>(kLevelGlideSeconds * sr));
+    if (level_.moving()) {
         for (int i = 0; i < n; ++i) {
-            const double gl = levelL_.next(), gr = levelR_.next();
+            const double gl = level_.left.next(), gr = level_.right.next();
             outL[i] += bufL[i] * static_cast<float>(gl * ampBuf[i]);
             outR[i] += bufR[i] * static_cast<float>(gr * ampBuf[i]);
         }
         return;
     }
-    left = levelL_.value;
-    right = levelR_.value;
+    left = level_.left.value;
+    right = level_.right.value;
     for (int i = 0; i < n; ++i) {
         outL[i] += bufL[i] * static_cast<float>(left * ampBuf[i]);
         outR[i] += bufR[i] * static_cast<float>(right * ampBuf[i]);
@@ -335,11 +326,8 @@ void Voice::mixOut(const VoiceParams& vp, const ModValues& m, double noteVelocit
 
 void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR) {
     if (!active) return;
-    if (n < 0 || n > kMaxBlock) {
-        // A caller's fault, never an input's: the engine cuts every call into blocks of at most 32.
-        std::fprintf(stderr, "Voice::render: block of %d frames, at most %d allowed\n", n, kMaxBlock);
-        std::abort();
-    }
+    // A caller's fault, never an input's: the engine cuts every call into blocks of at most 32.
+    VELMO_PRECONDITION(n >= 0 && n <= kMaxBlock, "Voice::render");
     const double sr = ctx.sampleRate;
     const Heard note = heard();
     glide(patch.voice.glide, n, sr);

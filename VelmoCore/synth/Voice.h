@@ -118,9 +118,7 @@ private:
                 float* outR);
     void startPending(const SynthPatch& patch, double sr);
 
-    GainRamp levelL_; // the voice's level and pan on each side, glided
-    GainRamp levelR_;
-    bool levelSet_ = false;     // false until a fresh note's first block sets the level at once
+    StereoGainRamp level_;      // the voice's level and pan on each side, glided
     bool pending_ = false;      // a note waits for a stolen sound to fade out
     int fadeLeft_ = 0;          // frames of that fade still to go
     int fadeFrames_ = 1;        // frames of the whole fade
