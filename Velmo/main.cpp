@@ -4,6 +4,7 @@
 // render a project file offline instead.
 #include "RenderCommand.h"
 #include "RunWindow.h"
+#include "StandardOptions.h"
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "base/UserError.h"
@@ -77,17 +78,7 @@ int main(int argc, char** argv) {
             }
             continue;
         }
-        if (std::strcmp(argv[i], "--version") == 0) {
-            std::printf("velmo %.*s\n", int(VelmoInfo::version.size()), VelmoInfo::version.data());
-            return 0;
-        }
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            printUsage(stdout);
-            return 0;
-        }
-        std::fprintf(stderr, "velmo: unknown option '%s'\n", argv[i]);
-        printUsage(stderr);
-        return 2;
+        return answerStandardOption("velmo", argv[i], printUsage);
     }
     // A client that disappears mid-response must not end the process.
     std::signal(SIGPIPE, SIG_IGN);

@@ -5,6 +5,7 @@
 // error.
 #include "Bridge.h"
 #include "LineReader.h"
+#include "StandardOptions.h"
 #include "VelmoLauncher.h"
 #include "server/VelmoInfo.h"
 
@@ -14,7 +15,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 using namespace velmo;
@@ -59,19 +59,8 @@ bool writeLine(const std::string& text) {
 } // namespace
 
 int main(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--version") == 0) {
-            std::printf("velmo-mcp %.*s\n", int(VelmoInfo::version.size()), VelmoInfo::version.data());
-            return 0;
-        }
-        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
-            printUsage(stdout);
-            return 0;
-        }
-        std::fprintf(stderr, "velmo-mcp: unknown option '%s'\n", argv[i]);
-        printUsage(stderr);
-        return 2;
-    }
+    // The bridge has no options of its own.
+    if (argc > 1) return answerStandardOption("velmo-mcp", argv[1], printUsage);
     // A client that closes our standard output ends the bridge through EPIPE, not a signal.
     std::signal(SIGPIPE, SIG_IGN);
 
