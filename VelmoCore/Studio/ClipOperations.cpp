@@ -4,21 +4,18 @@
 
 namespace velmo {
 
-namespace {
-constexpr double kQuarterBeat = 0.25;  // beats
-}
-
 void Studio::normaliseClip(Clip& clip) {
     clip.start = std::clamp(clip.start, 0.0, kFarthestBeat);
-    clip.length = std::clamp(clip.length, kQuarterBeat, kFarthestBeat);
+    clip.length = std::clamp(clip.length, shortestSpan, kFarthestBeat);
 }
 
 void Studio::sortClips(Track& track) {
     track.clips.stableSort([](const Clip& a, const Clip& b) { return a.start < b.start; });
 }
 
-void Studio::sortNotes(NoteList& notes) {
-    notes.stableSort([](const Note& a, const Note& b) { return a.start < b.start || (a.start == b.start && a.pitch < b.pitch); });
+void Studio::sortNotes(NoteList& notes, const NoteList* inOrder) {
+    notes.stableSort([](const Note& a, const Note& b) { return a.start < b.start || (a.start == b.start && a.pitch < b.pitch); },
+                     inOrder);
 }
 
 std::string Studio::addClip(std::size_t track, std::optional<double> start, std::optional<double> length,
@@ -88,8 +85,8 @@ void Studio::removeClip(std::string_view id) {
 void Studio::setLoop(std::optional<bool> enabled, std::optional<double> start, std::optional<double> end) {
     mutate([&](Project& p) {
         if (enabled) p.loopEnabled = *enabled;
-        if (start) p.loopStart = std::clamp(*start, 0.0, kFarthestBeat - kQuarterBeat);
-        if (end) p.loopEnd = std::min(std::max(*end, p.loopStart + kQuarterBeat), kFarthestBeat);
+        if (start) p.loopStart = std::clamp(*start, 0.0, kFarthestBeat - shortestSpan);
+        if (end) p.loopEnd = std::min(std::max(*end, p.loopStart + shortestSpan), kFarthestBeat);
     });
 }
 

@@ -48,6 +48,8 @@ public:
     using PortraitCompletion = std::function<void(PortraitOutcome)>;
 
     static constexpr std::size_t undoLimit = 300;
+    // The shortest a clip or the loop may be, in beats.
+    static constexpr double shortestSpan = 0.25;
     static constexpr std::size_t activityLimit = 500;
     // Edits with one coalesce key join one undo step while each follows the previous one by
     // strictly less than this.
@@ -207,10 +209,11 @@ public:
     template <class Body>
     void editNotes(std::string_view id, std::optional<std::string> coalesce, Body&& body) {
         const ClipLocation at = clipLocationOf(id);
+        const NoteList before = project_.tracks[at.track].clips[at.clip].notes;
         mutate(std::move(coalesce), [&](Project& p) {
             Clip& clip = p.tracks.mut(at.track).clips.mut(at.clip);
             body(clip.notes, clip.length);
-            sortNotes(clip.notes);
+            sortNotes(clip.notes, &before);
         });
     }
     // Each part only if given; the end stays at least a quarter beat past the start, both within
@@ -221,7 +224,11 @@ public:
     // in seconds. Not an edit: no undo step, the project stays as it is.
     void audition(const std::string& track, std::vector<EngineCommand::AuditionNote> notes);
 
-    static void sortNotes(NoteList& notes);
+    // By (start, pitch), stably. `inOrder`: an earlier version already sorted, which spares the
+    // chunks still shared with it a look inside.
+    static void sortNotes(NoteList& notes, const NoteList* inOrder = nullptr);
+    // By start, stably.
+    static void sortClips(Track& track);
 
     // ---- Engine link: transport and live notes. None of these changes the project or is
     // undoable; `live.isPlaying` and `live.beat` are set at once and corrected by the next poll.
@@ -339,7 +346,6 @@ private:
     ClipLocation clipLocationOf(std::string_view id) const;
     CowVector<EffectSlot>& chain(Project& p, std::optional<std::size_t> track) const;
     static void normaliseClip(Clip& clip);
-    static void sortClips(Track& track);
 
     struct CoalesceMark {
         std::string key;

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <limits>
-#include <unordered_map>
+#include <utility>
 
 namespace velmo {
 
@@ -22,7 +22,10 @@ EventCache::Source derive(std::shared_ptr<const NoteList::Chunk> notes, const Cl
         events->push_back({clip.start + note.start, note.pitch, note.velocity, duration});
     }
     const bool sorted = std::is_sorted(events->begin(), events->end(), byBeat);
-    return {std::move(notes), clip.start, clip.length, std::move(events), sorted};
+    const bool empty = events->empty();
+    const double first = empty ? 0 : events->front().beat;
+    const double last = empty ? 0 : events->back().beat;
+    return {std::move(notes), clip.start, clip.length, std::move(events), sorted, empty, first, last};
 }
 
 // The earlier compilation's sources of one track, looked up where this compilation expects them
@@ -34,10 +37,17 @@ public:
     const EventCache::Source* find(const NoteList::Chunk* notes, const Clip& clip) {
         if (!old_) return nullptr;
         if (next_ < old_->size() && matches((*old_)[next_], notes, clip)) return &(*old_)[next_++];
-        if (byNotes_.empty())
-            for (std::size_t i = 0; i < old_->size(); ++i) byNotes_.emplace((*old_)[i].notes.get(), i);
-        auto found = byNotes_.find(notes);
-        if (found == byNotes_.end() || !matches((*old_)[found->second], notes, clip)) return nullptr;
+        if (byNotes_.empty()) {
+            byNotes_.reserve(old_->size());
+            for (std::size_t i = 0; i < old_->size(); ++i) byNotes_.emplace_back((*old_)[i].notes.get(), i);
+            std::sort(byNotes_.begin(), byNotes_.end());
+        }
+        auto found = std::lower_bound(byNotes_.begin(), byNotes_.end(), std::pair(notes, std::size_t{0}));
+        if (found == byNotes_.end() || found->first != notes || !matches((*old_)[found->second], notes, clip)) {
+            // Most often a chunk written in place of the one there: the walk goes on past it.
+            ++next_;
+            return nullptr;
+        }
         next_ = found->second + 1;
         return &(*old_)[found->second];
     }
@@ -49,7 +59,7 @@ private:
 
     const std::vector<EventCache::Source>* old_;
     std::size_t next_ = 0;
-    std::unordered_map<const NoteList::Chunk*, std::size_t> byNotes_;
+    std::vector<std::pair<const NoteList::Chunk*, std::size_t>> byNotes_; // sorted, made at the first miss
 };
 
 void compileEvents(const Track& track, const CompiledTrack* previous, CompiledTrack& out) {
@@ -67,9 +77,9 @@ void compileEvents(const Track& track, const CompiledTrack* previous, CompiledTr
     // events are sorted anew; ties keep clip order, then stored note order: pitch is no tie-break.
     double last = -std::numeric_limits<double>::infinity();
     const bool ordered = std::all_of(sources.begin(), sources.end(), [&](const EventCache::Source& s) {
-        if (s.events->empty()) return true;
-        const bool follows = s.sorted && !(s.events->front().beat < last);
-        last = s.events->back().beat;
+        if (s.empty) return true;
+        const bool follows = s.sorted && !(s.firstBeat < last);
+        last = s.lastBeat;
         return follows;
     });
     if (ordered) {

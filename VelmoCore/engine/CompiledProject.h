@@ -38,6 +38,11 @@ struct EventCache {
         double clipLength = 0;
         std::shared_ptr<EventList::Chunk> events; // sorted by beat when `sorted`; never written
         bool sorted = true;
+        // The beats of the first and last of `events`, when there are any: the order of the
+        // chunks is checked without visiting each one.
+        bool empty = true;
+        double firstBeat = 0;
+        double lastBeat = 0;
     };
     std::vector<Source> sources; // in clip order, then note order
 

@@ -95,6 +95,12 @@ public:
 
     private:
         friend class ChunkedList;
+        // From the start of a chunk to the start of the next, without a search.
+        void skipChunk() {
+            position_ += index_->chunks[place_.chunk]->size();
+            place_ = {place_.chunk + 1, 0};
+        }
+
         const Index* index_ = nullptr;
         std::size_t position_ = 0;
         Place place_;
@@ -201,12 +207,20 @@ public:
 
     // Stable sort by a "less" comparison of elements, as std::stable_sort would order them. A
     // list that is sorted but for a few elements (notes just added, or one note moved) has only
-    // those taken out and put back where they belong, so the other chunks stay shared.
+    // those taken out and put back where they belong, so the other chunks stay shared. `inOrder`,
+    // when given, is a list already sorted by `less` (the version this one was edited from):
+    // chunks shared with it are in order inside and are looked at only at their ends, so an
+    // edit of a few elements costs their chunks and not a walk of the whole list.
     template <class Less>
-    void stableSort(Less less) {
-        std::vector<std::size_t> early = outOfOrder(less, false);
+    void stableSort(Less less, const ChunkedList* inOrder = nullptr) {
+        std::vector<const Chunk*> known;
+        if (inOrder && inOrder->index_) {
+            for (const auto& c : inOrder->index_->chunks) known.push_back(c.get());
+            std::sort(known.begin(), known.end());
+        }
+        std::vector<std::size_t> early = outOfOrder(less, false, known);
         if (early.empty()) return;
-        std::vector<std::size_t> late = outOfOrder(less, true);
+        std::vector<std::size_t> late = outOfOrder(less, true, known);
         const bool fromTheFront = early.size() <= late.size();
         const std::vector<std::size_t>& moved = fromTheFront ? early : late;
         if (moved.size() > ChunkSize) {
@@ -244,9 +258,8 @@ private:
             // Where both lists start the same shared chunk, the whole chunk is equal.
             if (x.place_.offset == 0 && y.place_.offset == 0 &&
                 a.index_->chunks[x.place_.chunk] == b.index_->chunks[y.place_.chunk]) {
-                const auto n = static_cast<std::ptrdiff_t>(a.index_->chunks[x.place_.chunk]->size());
-                x += n;
-                y += n;
+                x.skipChunk();
+                y.skipChunk();
                 continue;
             }
             if (!(*x == *y)) return false;
@@ -300,23 +313,32 @@ private:
     // Positions of the elements that break the order, found greedily from the front (each one
     // less than the last element kept) or from the back (each one greater than the last kept).
     // From the front, one element moved earlier is found alone; from the back, one moved later.
+    // A chunk in `known` (sorted addresses of chunks in order inside) whose first element, in the
+    // direction of the walk, keeps the order, keeps it throughout and is stepped over whole.
     template <class Less>
-    std::vector<std::size_t> outOfOrder(Less& less, bool fromTheBack) const {
+    std::vector<std::size_t> outOfOrder(Less& less, bool fromTheBack, const std::vector<const Chunk*>& known) const {
         std::vector<std::size_t> found;
+        if (!index_) return found;
         const T* kept = nullptr;
-        auto visit = [&](std::size_t i, const T& item) {
-            if (kept && (fromTheBack ? less(*kept, item) : less(item, *kept))) found.push_back(i);
-            else kept = &item;
-            return found.size() <= ChunkSize;  // beyond that the whole list is sorted anew
-        };
-        if (fromTheBack) {
-            std::size_t i = size();
-            for (auto it = end(), first = begin(); it != first && visit(i - 1, *--it); --i) {}
-            std::reverse(found.begin(), found.end());
-        } else {
-            std::size_t i = 0;
-            for (auto it = begin(), last = end(); it != last && visit(i, *it); ++it, ++i) {}
+        auto breaks = [&](const T& item) { return kept && (fromTheBack ? less(*kept, item) : less(item, *kept)); };
+        const std::size_t count = index_->chunks.size();
+        // Beyond ChunkSize found, the whole list is sorted anew: no need to look further.
+        for (std::size_t step = 0; step < count && found.size() <= ChunkSize; ++step) {
+            const std::size_t k = fromTheBack ? count - 1 - step : step;
+            const Chunk& chunk = *index_->chunks[k];
+            if (std::binary_search(known.begin(), known.end(), &chunk) &&
+                !breaks(fromTheBack ? chunk.back() : chunk.front())) {
+                kept = fromTheBack ? &chunk.front() : &chunk.back();
+                continue;
+            }
+            const std::size_t first = k > 0 ? index_->ends[k - 1] : 0;
+            for (std::size_t n = 0; n < chunk.size() && found.size() <= ChunkSize; ++n) {
+                const std::size_t j = fromTheBack ? chunk.size() - 1 - n : n;
+                if (breaks(chunk[j])) found.push_back(first + j);
+                else kept = &chunk[j];
+            }
         }
+        if (fromTheBack) std::reverse(found.begin(), found.end());
         return found;
     }
 
