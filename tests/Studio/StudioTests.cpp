@@ -158,6 +158,32 @@ TEST_F(StudioFixture, EditsWithoutAKeyGoBeneathAGestureUnderWay) {
     EXPECT_FALSE(studio.canUndo());
 }
 
+// A tool call of several edits (MCPTools::call holds a OneStep around its handler) during a drag
+// goes beneath it whole: one step for the drag and one for the call, whatever their order.
+TEST_F(StudioFixture, ACallOfSeveralEditsDuringAGestureIsOneStepBeneathIt) {
+    auto drag = [&](int pitch) {
+        now += 100ms;
+        studio.editNotes("c2", "roll-c2", [&](NoteList& notes, double) { notes.mut(0).pitch = pitch; });
+    };
+    drag(62);
+    {
+        Studio::OneStep call(studio);
+        setTempo(100);
+        studio.editNotes("c4", std::nullopt, [](NoteList& notes, double) { notes.push_back({72, 1, 1, 1}); });
+        studio.updateTrack(0, std::nullopt, [](Track& t) { t.volumeDb = -12; });
+    }
+    drag(64);
+
+    studio.undo();
+    EXPECT_EQ(studio.project().tracks[0].clips[0].notes[0].pitch, 60) << "the whole drag";
+    EXPECT_EQ(studio.project().tempo, 100) << "and nothing of the call";
+    studio.undo();
+    EXPECT_EQ(studio.project().tempo, 120) << "the whole call";
+    EXPECT_EQ(studio.project().tracks[0].volumeDb, -6);
+    EXPECT_EQ(studio.project().tracks[1].clips[0].notes.size(), 1u);
+    EXPECT_FALSE(studio.canUndo());
+}
+
 TEST_F(StudioFixture, CoalescedEditsClearRedoUndoSplitsBurstsAndANoOpStepDoesNot) {
     setTempo(121, "roll-c2");
     setTempo(122, "roll-c2");
