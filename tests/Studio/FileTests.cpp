@@ -1,4 +1,5 @@
 #include "Studio/Studio.h"
+#include "catalog/EffectCatalog.h"
 #include "model/ProjectJSON.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 #include <fstream>
 #include <sstream>
 
@@ -204,6 +206,56 @@ TEST_F(FileFixture, OpenReplacesTheSongOrLeavesEverythingAsItWas) {
     EXPECT_FALSE(studio.canUndo());
     studio.undo();
     EXPECT_EQ(studio.project(), writer.project()) << "after open, undo does nothing";
+}
+
+// A file an agent points at may hold any number JSON can: each comes back within the range the
+// tools keep, so the song plays and every length prints.
+TEST_F(FileFixture, OpenBringsEveryNumberWithinTheToolsRanges) {
+    Project written = song("Wild");
+    written.tracks.mut(0).effects.push_back(EffectCatalog::makeSlot("fx9", EffectKind::delay));
+    written.tracks.mut(0).midiOut = MIDIRoute{"Synth", 1, false};
+    written.tracks.mut(0).clips.mut(0).notes.push_back({62, 2, 1, 0.7});
+    nlohmann::json file = toJSON(written);
+    const std::string delayParam(EffectCatalog::specs(EffectKind::delay)[0].name);
+    const EffectParamInfo& delaySpec = *EffectCatalog::spec(EffectKind::delay, delayParam);
+
+    struct Case {
+        std::string pointer;
+        double value;
+        std::function<double(const Project&)> read;
+        double expected;
+    };
+    static constexpr auto track = [](const Project& p) -> const Track& { return p.tracks[0]; };
+    const std::vector<Case> cases{
+        {"/tempo", 1e9, [](const Project& p) { return p.tempo; }, 300},
+        {"/masterVolumeDb", -1e308, [](const Project& p) { return p.masterVolumeDb; }, -60},
+        {"/beatsPerBar", 1000, [](const Project& p) { return p.beatsPerBar; }, 16},
+        {"/beatUnit", 3, [](const Project& p) { return p.beatUnit; }, 4},
+        {"/loopStart", 1e308, [](const Project& p) { return p.loopStart; }, kFarthestBeat - 0.25},
+        {"/loopEnd", -5, [](const Project& p) { return p.loopEnd; }, kFarthestBeat},
+        {"/tracks/0/volumeDb", 1e308, [](const Project& p) { return track(p).volumeDb; }, 6},
+        {"/tracks/0/pan", -7, [](const Project& p) { return track(p).pan; }, -1},
+        {"/tracks/0/midiOut/channel", 99, [](const Project& p) { return track(p).midiOut->channel; }, 16},
+        {"/tracks/0/patch/filter/cutoff", 1e308, [](const Project& p) { return track(p).patch.filter.cutoff; }, 20000},
+        {"/tracks/0/effects/0/params/" + delayParam, -1e308,
+         [&](const Project& p) { return track(p).effects[0].params.at(delayParam); }, delaySpec.min},
+        {"/tracks/0/clips/0/start", 1e308, [](const Project& p) { return track(p).clips[0].start; }, kFarthestBeat},
+        {"/tracks/0/clips/0/length", 1e308, [](const Project& p) { return track(p).clips[0].length; }, kFarthestBeat},
+        // The first note starts last now: the notes are in order again.
+        {"/tracks/0/clips/0/notes/0/start", 1e308, [](const Project& p) { return track(p).clips[0].notes[1].start; }, kFarthestBeat},
+        {"/tracks/0/clips/0/notes/0/duration", 1e308, [](const Project& p) { return track(p).clips[0].notes[1].duration; }, kFarthestBeat},
+        {"/tracks/0/clips/0/notes/0/velocity", -3, [](const Project& p) { return track(p).clips[0].notes[1].velocity; }, 0},
+    };
+    for (const Case& c : cases) file[nlohmann::json::json_pointer(c.pointer)] = c.value;
+    const fs::path path = folder / "wild.velmo.json";
+    std::ofstream(path) << file.dump();
+
+    Studio studio(song("Mine"));
+    const std::vector<std::string> warnings = studio.open(path);
+    for (const Case& c : cases) EXPECT_EQ(c.read(studio.project()), c.expected) << c.pointer;
+    EXPECT_EQ(warnings, std::vector<std::string>{std::to_string(cases.size()) +
+                                                 " values were outside the range the tools allow and were brought "
+                                                 "within it (positions and lengths within 100000 beats)."});
 }
 
 TEST_F(FileFixture, NewProjectClampsTempoAndForgetsHistory) {

@@ -1,0 +1,16 @@
+// Bringing a song read from a file within the ranges its tools keep: a hand-edited or hostile
+// file may hold a clip 1e308 beats long, a tempo of 1e9 or a filter cutoff far past the catalog,
+// which would make lengths unprintable and the song unplayable. Main queue, like the Studio.
+#pragma once
+
+#include "model/Project.h"
+
+namespace velmo {
+
+// Clamps every number of `song` to the range a tool would have left it in (positions and
+// lengths to kFarthestBeat, tempo, levels and pan to the song's ranges, synth and effect
+// parameters to the catalog's), and puts clips and notes back in order. Returns how many values
+// it changed; the order does not count.
+int keepWithinLimits(Project& song);
+
+} // namespace velmo
