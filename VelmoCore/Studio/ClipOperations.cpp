@@ -34,6 +34,7 @@ std::string Studio::addClip(std::size_t track, std::optional<double> start, std:
         clip.id = p.makeId("c");
         clip.name = name.value_or("Clip " + std::to_string(t.clips.size() + 1));
         clip.notes = NoteList(std::move(notes));
+        sortNotes(clip.notes);  // editNotes counts on it: its sort looks only at what an edit wrote
         std::string newId = clip.id;
         t.clips.push_back(std::move(clip));
         sortClips(t);

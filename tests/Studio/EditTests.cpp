@@ -128,7 +128,8 @@ TEST(ClipOperations, DefaultsAndClamps) {
     EXPECT_EQ(studio.selectedClipID(), id);
 
     studio.mutate([](Project& p) { p.beatsPerBar = 3; });
-    std::string short_ = studio.addClip(1, -3, 0, "Tiny", {});
+    std::string short_ = studio.addClip(1, -3, 0, "Tiny", {{64, 2, 1, 1}, {60, 0, 1, 1}});
+    EXPECT_EQ(studio.clip(short_)->notes.front().pitch, 60) << "the notes in order";
     EXPECT_EQ(studio.clip(short_)->start, 0);
     EXPECT_EQ(studio.clip(short_)->length, 0.25);
     EXPECT_EQ(studio.selectedTrackID(), "t7");
