@@ -1,5 +1,6 @@
 #include "RenderCommand.h"
 
+#include "Studio/SongLimits.h"
 #include "server/MixAnalysisJSON.h"
 #include "engine/OfflineRenderer.h"
 #include "base/NumberText.h"
@@ -47,6 +48,8 @@ Project readProject(const std::filesystem::path& path, std::FILE* err) {
     } catch (const DecodeError& e) {
         throw FileError(path.string() + ": not a Velmo project: " + e.what());
     }
+    // A clip 1e308 beats long would render for ever.
+    keepWithinLimits(file);
     for (const std::string& warning : file.warnings) std::fprintf(err, "velmo: %s: %s\n", path.c_str(), warning.c_str());
     return std::move(file.project);
 }

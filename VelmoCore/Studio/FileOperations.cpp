@@ -47,12 +47,8 @@ std::vector<std::string> Studio::open(const std::filesystem::path& url) {
     } catch (const DecodeError& e) {
         throw StudioError("Could not open " + url.string() + ": " + e.what());
     }
+    keepWithinLimits(file);
     Project opened = std::move(file.project);
-    if (const int kept = keepWithinLimits(opened); kept > 0)
-        file.warnings.push_back(std::to_string(kept) + (kept == 1 ? " value was" : " values were") +
-                                " outside the range the tools allow and " + (kept == 1 ? "was" : "were") +
-                                " brought within it (positions and lengths within " +
-                                std::to_string(static_cast<int>(kFarthestBeat)) + " beats).");
     postToEngine(EngineCommand::stop());  // the old song must not play on into the new one
     lastCoalesce_.reset();                // a file replaces the song: nothing slides beneath a burst
     mutate([&](Project& p) { p = std::move(opened); });

@@ -75,7 +75,8 @@ struct Keeper {
 
 } // namespace
 
-int keepWithinLimits(Project& song) {
+void keepWithinLimits(ProjectFile& file) {
+    Project& song = file.project;
     Keeper limit;
     limit.keep(song.tempo, kTempoRange);
     limit.keep(song.masterVolumeDb, kVolumeDbRange);
@@ -97,7 +98,11 @@ int keepWithinLimits(Project& song) {
         for (std::size_t c = 0; c < track.clips.size(); ++c) limit.clip(track.clips.mut(c));
         Studio::sortClips(track);
     }
-    return limit.changed;
+    if (const int n = limit.changed; n > 0)
+        file.warnings.push_back(std::to_string(n) + (n == 1 ? " value was" : " values were") +
+                                " outside the range the tools allow and " + (n == 1 ? "was" : "were") +
+                                " brought within it (positions and lengths within " +
+                                std::to_string(static_cast<int>(kFarthestBeat)) + " beats).");
 }
 
 } // namespace velmo

@@ -3,14 +3,14 @@
 // which would make lengths unprintable and the song unplayable. Main queue, like the Studio.
 #pragma once
 
-#include "model/Project.h"
+#include "model/ProjectJSON.h"
 
 namespace velmo {
 
-// Clamps every number of `song` to the range a tool would have left it in (positions and
-// lengths to kFarthestBeat, tempo, levels and pan to the song's ranges, synth and effect
-// parameters to the catalog's), and puts clips and notes back in order. Returns how many values
-// it changed; the order does not count.
-int keepWithinLimits(Project& song);
+// Clamps every number of the file's song to the range a tool would have left it in (positions
+// and lengths to kFarthestBeat, tempo, levels and pan to the song's ranges, synth and effect
+// parameters to the catalog's), and puts clips and notes back in order. When a value changed,
+// a warning says how many did; the order does not count.
+void keepWithinLimits(ProjectFile& file);
 
 } // namespace velmo
