@@ -1,14 +1,16 @@
-// What the agent's ears cost. (1) The mix report of the demo song, played four times over (34 s
-// at 44.1 kHz), against rendering it with no measurement at all: the whole report, loudness of
-// the mix and of every track, true peaks and the tracks' shares, may cost at most 20% more, and
-// this baseline leaves out the level measurement the report always had, so it overstates the
-// share of loudness. (2) analyze_mix with `compare` against one analysis: at most twice.
-// (3) describe_sound for a one-second note of several patches, through the tool: under 100 ms.
-// Medians of several runs; CPU time of the rendering thread where it is one thread.
+// What the agent's ears cost. (1) Loudness in the mix report of the demo song, played four times
+// over (34 s at 44.1 kHz): the whole report against the same report without its loudness, which
+// may cost at most 20% more. The loudness part is timed on its own, by feeding the meters the
+// report uses (the mix and each track) signals of the same length and kind, and taken out of the
+// whole report's time; a render with no measurement at all is shown beside it. (2) analyze_mix
+// with `compare` against one analysis: at most twice. (3) describe_sound for a one-second note of
+// several patches, through the tool: under 100 ms. Medians of several runs; CPU time of the
+// rendering thread where it is one thread.
 #include "Studio/HeadlessMainQueue.h"
 #include "Studio/Studio.h"
 #include "engine/CompiledProject.h"
 #include "engine/EngineCore.h"
+#include "engine/LoudnessMeter.h"
 #include "engine/OfflineRenderer.h"
 #include "server/MCPTools.h"
 
@@ -60,8 +62,8 @@ Project longDemo() {
     return p;
 }
 
-// The same frames through the same core, measuring nothing.
-void renderOnly(const Project& project, double seconds) {
+// The same frames through the same core, measuring nothing; with `out`, the output is kept there.
+void renderOnly(const Project& project, double seconds, std::vector<float>* out = nullptr) {
     CompiledProject compiled(project);
     compiled.loopEnabled = false;
     EngineCore core(sampleRate);
@@ -69,15 +71,53 @@ void renderOnly(const Project& project, double seconds) {
     core.handle(EngineCommand::play());
     std::vector<float> left(OfflineRenderer::chunkFrames), right(OfflineRenderer::chunkFrames);
     const auto frames = static_cast<long>(seconds * sampleRate);
-    for (long done = 0; done < frames; done += OfflineRenderer::chunkFrames)
-        core.render(static_cast<int>(std::min<long>(OfflineRenderer::chunkFrames, frames - done)), left.data(), right.data(), 0);
+    for (long done = 0; done < frames; done += OfflineRenderer::chunkFrames) {
+        const auto n = static_cast<int>(std::min<long>(OfflineRenderer::chunkFrames, frames - done));
+        core.render(n, left.data(), right.data(), 0);
+        if (out) {
+            out->insert(out->end(), left.begin(), left.begin() + n);
+            out->insert(out->end(), right.begin(), right.begin() + n);
+        }
+    }
+}
+
+// Stereo signals as the report's loudness meters see them: the mix, and each track played alone.
+// Each is kept chunk by chunk, left then right.
+std::vector<std::vector<float>> meteredSignals(const Project& song, double seconds) {
+    std::vector<std::vector<float>> signals(1);
+    renderOnly(song, seconds, &signals[0]);
+    for (const Track& track : song.tracks) {
+        Project alone = song;
+        alone.tracks = CowVector<Track>{track};
+        renderOnly(alone, seconds, &signals.emplace_back());
+    }
+    return signals;
+}
+
+// CPU seconds of the loudness meters alone over `signals`, fed in engine blocks as the report feeds them.
+double loudnessSeconds(const std::vector<std::vector<float>>& signals) {
+    const double t0 = threadSeconds();
+    for (const auto& signal : signals) {
+        LoudnessMeter meter(sampleRate);
+        for (std::size_t chunk = 0; chunk < signal.size(); chunk += 2 * OfflineRenderer::chunkFrames) {
+            const std::size_t n = std::min<std::size_t>(OfflineRenderer::chunkFrames, (signal.size() - chunk) / 2);
+            const float* left = signal.data() + chunk;
+            for (std::size_t i = 0; i < n; i += EngineCore::blockFrames) {
+                const int m = static_cast<int>(std::min<std::size_t>(EngineCore::blockFrames, n - i));
+                meter.add(left + i, left + n + i, m);
+            }
+        }
+        if (meter.result().integratedLufs > 0) std::printf("  (a signal reads above 0 LUFS)\n");
+    }
+    return threadSeconds() - t0;
 }
 
 void reportCost() {
     const Project song = longDemo();
     const double end = song.renderEnd();
     double seconds = 0;
-    std::vector<double> plain, measured;
+    std::vector<double> plain, measured, loudness;
+    std::vector<std::vector<float>> signals;
     for (int i = 0; i < runs; ++i) {
         double t0 = threadSeconds();
         seconds = OfflineRenderer::render(song, 0, end, 0.5, sampleRate).seconds;
@@ -85,11 +125,13 @@ void reportCost() {
         t0 = threadSeconds();
         renderOnly(song, seconds);
         plain.push_back(threadSeconds() - t0);
+        if (signals.empty()) signals = meteredSignals(song, seconds);
+        loudness.push_back(loudnessSeconds(signals));
     }
-    const double ratio = median(measured) / median(plain);
-    std::printf("mix report: %.1f s of song, rendered alone %.3f s, with the whole report %.3f s CPU: +%.0f%% "
-                "(target <= +20%% for loudness)\n",
-                seconds, median(plain), median(measured), (ratio - 1) * 100);
+    const double without = median(measured) - median(loudness);
+    std::printf("mix report: %.1f s of song; CPU: render alone %.3f s, report without loudness %.3f s, whole report "
+                "%.3f s; loudness %.3f s: +%.0f%% (target <= +20%%)\n",
+                seconds, median(plain), without, median(measured), median(loudness), median(loudness) / without * 100);
 }
 
 struct Tools {

@@ -56,10 +56,17 @@ LoudnessMeter& LoudnessMeter::operator=(LoudnessMeter&&) noexcept = default;
 void LoudnessMeter::add(const float* left, const float* right, int n) {
     truePeak_.add(left, right, n);
     const std::size_t hop = interleaved_.size() / 2;
-    for (int i = 0; i < n; ++i) {
-        interleaved_[2 * buffered_] = left[i];
-        interleaved_[2 * buffered_ + 1] = right[i];
-        if (++buffered_ == hop) flush();
+    // In runs up to the end of the hop, so the copy has no test per frame.
+    for (std::size_t done = 0, count = static_cast<std::size_t>(std::max(n, 0)); done < count;) {
+        const std::size_t run = std::min(count - done, hop - buffered_);
+        float* out = interleaved_.data() + 2 * buffered_;
+        for (std::size_t i = 0; i < run; ++i) {
+            out[2 * i] = left[done + i];
+            out[2 * i + 1] = right[done + i];
+        }
+        done += run;
+        buffered_ += run;
+        if (buffered_ == hop) flush();
     }
 }
 
