@@ -26,8 +26,8 @@ constexpr double exportTailSeconds = 3;
 constexpr double analysisTailSeconds = 0.5;
 
 constexpr const char* usage =
-    "usage: velmo render FILE [-o OUT.wav] [--start BEAT] [--end BEAT] [--tail SECONDS]\n"
-    "       velmo analyze FILE\n";
+    "usage: velmo render FILE [-o OUT.wav] [--start BEAT] [--end BEAT] [--tail SECONDS] [--target-lufs LUFS]\n"
+    "       velmo analyze FILE [--target-lufs LUFS]\n";
 
 struct UsageError : std::runtime_error {
     using std::runtime_error::runtime_error;
@@ -61,6 +61,14 @@ double number(std::string_view option, const char* text) {
     return *value;
 }
 
+double targetLufs(std::string_view option, const char* text) {
+    const std::optional<double> value = parseNumber(text);
+    if (!value || !(*value >= quietestTargetLufs && *value <= loudestTargetLufs))
+        throw UsageError(std::string(option) + " expects a loudness from " + std::to_string(int(quietestTargetLufs)) +
+                         " to " + std::to_string(int(loudestTargetLufs)) + " LUFS, not '" + std::string(text) + "'");
+    return *value;
+}
+
 // song.velmo.json -> song.wav beside it.
 std::filesystem::path defaultOutput(const std::filesystem::path& input) {
     std::string name = input.filename().string();
@@ -78,6 +86,7 @@ int run(int argc, char** argv, std::FILE* out, std::FILE* err) {
     const bool render = command == "render";
     std::optional<std::filesystem::path> file, output;
     std::optional<double> start, end, tail;
+    double target = defaultTargetLufs;
     for (int i = 2; i < argc; ++i) {
         std::string_view arg = argv[i];
         auto value = [&]() -> const char* {
@@ -88,9 +97,10 @@ int run(int argc, char** argv, std::FILE* out, std::FILE* err) {
         else if (render && arg == "--start") start = number(arg, value());
         else if (render && arg == "--end") end = number(arg, value());
         else if (render && arg == "--tail") tail = number(arg, value());
+        else if (arg == "--target-lufs") target = targetLufs(arg, value());
         else if (arg.starts_with("-") && arg.size() > 1)
             throw UsageError("unknown option '" + std::string(arg) + "' for " + std::string(command) +
-                             (render ? "; options: -o, --start, --end, --tail" : "; it takes no options"));
+                             (render ? "; options: -o, --start, --end, --tail, --target-lufs" : "; options: --target-lufs"));
         else if (file) throw UsageError("one project file only, got '" + file->string() + "' and '" + std::string(arg) + "'");
         else file = std::filesystem::path(arg);
     }
@@ -105,13 +115,14 @@ int run(int argc, char** argv, std::FILE* out, std::FILE* err) {
         try {
             MixAnalysis a = OfflineRenderer::render(project, from, to, tail.value_or(exportTailSeconds),
                                                     exportSampleRate, path);
-            reply = analysisJSON(a, project);
+            reply = analysisJSON(a, project, target);
         } catch (const std::system_error& e) {
             throw FileError(path.string() + ": cannot write: " + e.code().message());
         }
         reply["file"] = path.string();
     } else {
-        reply = analysisJSON(OfflineRenderer::render(project, from, to, analysisTailSeconds, analysisSampleRate), project);
+        reply = analysisJSON(OfflineRenderer::render(project, from, to, analysisTailSeconds, analysisSampleRate), project,
+                             target);
     }
     std::fprintf(out, "%s\n", reply.dump(2).c_str());
     return 0;

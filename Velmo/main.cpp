@@ -30,10 +30,13 @@ namespace {
 void printUsage(std::FILE* to) {
     std::fputs("Usage: velmo [--headless] [--audio jack|pulse|alsa|none] [--help] [--version]\n"
                "       velmo render FILE [-o OUT.wav] [--start BEAT] [--end BEAT] [--tail SECONDS]\n"
-               "       velmo analyze FILE\n"
+               "                         [--target-lufs LUFS]\n"
+               "       velmo analyze FILE [--target-lufs LUFS]\n"
                "Runs the Velmo synthesizer studio and its MCP server for AI agents on\n"
                "http://127.0.0.1:7341/mcp (set VELMO_MCP_PORT to use another port), or renders\n"
                "a .velmo.json project offline and prints its mix analysis as JSON.\n"
+               "--target-lufs sets the loudness the analysis holds the mix to, -60 to 0 LUFS\n"
+               "(default -14, the common streaming level).\n"
                "--audio (or VELMO_AUDIO) chooses the sound back end; without it Velmo takes the\n"
                "first of JACK, PulseAudio and ALSA that plays. 'none' runs without sound.\n",
                to);

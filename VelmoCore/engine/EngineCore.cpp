@@ -129,6 +129,7 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
                 const float r = busR_[i] * g;
                 if (analyzing_) {
                     const double mono = (double(l) + double(r)) * 0.5;
+                    anMonoSq_ += mono * mono;
                     for (std::size_t k = 0; k < anBands_.size(); ++k) {
                         const double y = anBands_[k].process(mono);
                         anBandSq_[k] += y * y;
@@ -343,6 +344,7 @@ void EngineCore::resetAnalysis() {
     anClipped_ = 0;
     anMaxGR_ = 0;
     anBandSq_ = {};
+    anMonoSq_ = 0;
     for (auto& t : tracks_) t->resetAnalysis();
     meter_ = std::make_unique<MixMeter>(sampleRate_, tracks_.size());
 }
@@ -358,6 +360,8 @@ MixAnalysis EngineCore::analysisResult() {
     a.lowRmsDb = gainToDb(std::sqrt(anBandSq_[0] / count));
     a.midRmsDb = gainToDb(std::sqrt(anBandSq_[1] / count));
     a.highRmsDb = gainToDb(std::sqrt(anBandSq_[2] / count));
+    a.lowMidRmsDb = gainToDb(std::sqrt(anBandSq_[3] / count));
+    a.wholeBandRmsDb = gainToDb(std::sqrt(anMonoSq_ / count));
     a.tracks.reserve(tracks_.size());
     for (const auto& t : tracks_) {
         double frames = static_cast<double>(std::max<std::int64_t>(t->sampleCount(), 1));

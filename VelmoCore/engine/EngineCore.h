@@ -148,8 +148,9 @@ private:
     std::int64_t anCount_ = 0;
     std::int64_t anClipped_ = 0;
     double anMaxGR_ = 0;
-    std::array<Biquad, 3> anBands_;
-    std::array<double, 3> anBandSq_{};
+    std::array<Biquad, 4> anBands_;
+    std::array<double, 4> anBandSq_{};
+    double anMonoSq_ = 0; // the whole band the analysis bands are cut from
     std::unique_ptr<MixMeter> meter_; // only while measuring
 
     std::shared_ptr<MIDISender> midiSender_;

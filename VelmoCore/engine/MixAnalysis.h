@@ -38,6 +38,7 @@ struct MixAnalysis {
         std::optional<double> cutForPeaksDb;
         double lowShare = 0;  // the track's part of the energy below 250 Hz
         double highShare = 0; // and above 4 kHz
+        double lowMidShare = 0; // and from 200 to 500 Hz
         bool operator==(const TrackStats&) const = default;
     };
 
@@ -49,6 +50,8 @@ struct MixAnalysis {
     double lowRmsDb = kSilenceDb;       // below about 250 Hz, before the limiter
     double midRmsDb = kSilenceDb;       // around 1 kHz
     double highRmsDb = kSilenceDb;      // above about 4 kHz
+    double lowMidRmsDb = kSilenceDb;    // from about 200 to 500 Hz, where mud gathers
+    double wholeBandRmsDb = kSilenceDb; // all of it: the signal these bands are cut from
     double peakBeforeLimiterDb = kSilenceDb; // the loudest frame after master gain, before the limiter
     std::int64_t limitedFrames = 0;    // frames at which the limiter acts (above its ceiling)
     Loudness loudness;                 // of the output, as it would be exported
@@ -57,6 +60,14 @@ struct MixAnalysis {
     // The problems the report warns about; the warnings and the culprits ask the same questions.
     bool hitsLimiter() const { return clippedSamples >= 1 || maxLimiterReductionDb > 1; }
     bool lowEndHeavy() const { return lowRmsDb > midRmsDb + 6; }
+    // Pads, keys, guitars and the bass's upper harmonics all pile into 200-500 Hz, and a mix where
+    // they meet sounds boxy and blurred. The demo song holds 14% of its energy there (-8.6 dB), and
+    // at most 32% (-5.0 dB) with any factory preset in place of its pad, bells or bass. Half of it
+    // (-3 dB) is one band crowding out the rest. A single instrument alone, chords from C3 up, can
+    // hold up to 78%: heard alone it is that thick.
+    static constexpr double muddyShareDb = -3;
+    bool muddy() const { return lowMidRmsDb > kSilenceDb && lowMidRmsDb > wholeBandRmsDb + muddyShareDb; }
+    double lowMidEnergyShare() const { return std::pow(10.0, (lowMidRmsDb - wholeBandRmsDb) / 10); } // 0 to about 1
     bool dull() const { return highRmsDb < midRmsDb - 24; }
     bool harsh() const { return !dull() && highRmsDb > midRmsDb; }
 

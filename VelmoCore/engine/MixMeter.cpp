@@ -14,14 +14,16 @@ constexpr double tiny = 1e-9; // a sum of tracks this small explains no peak
 
 } // namespace
 
-std::array<Biquad, 3> analysisBands(double sr) {
-    return {Biquad::lowpass(250, 0.7, sr), Biquad::bandpass(1000, 0.5, sr), Biquad::highpass(4000, 0.7, sr)};
+// Q 1.05 puts the low-mid band's -3 dB points at 200 and 500 Hz, around their geometric mean.
+std::array<Biquad, 4> analysisBands(double sr) {
+    return {Biquad::lowpass(250, 0.7, sr), Biquad::bandpass(1000, 0.5, sr), Biquad::highpass(4000, 0.7, sr),
+            Biquad::bandpass(316, 1.05, sr)};
 }
 
 MixMeter::MixMeter(double sampleRate, std::size_t trackCount) : master_(sampleRate) {
     tracks_.reserve(trackCount);
     const auto bands = analysisBands(sampleRate);
-    for (std::size_t i = 0; i < trackCount; ++i) tracks_.push_back({LoudnessMeter(sampleRate), bands[0], bands[2]});
+    for (std::size_t i = 0; i < trackCount; ++i) tracks_.push_back({LoudnessMeter(sampleRate), bands[0], bands[2], bands[3]});
 }
 
 void MixMeter::block(int n, const std::vector<std::unique_ptr<TrackProcessor>>& tracks, const float* preL,
@@ -36,9 +38,10 @@ void MixMeter::block(int n, const std::vector<std::unique_ptr<TrackProcessor>>& 
             m.loudness.add(l, r, n);
             for (int i = 0; i < n; ++i) {
                 const double mono = (double(l[i]) + double(r[i])) * 0.5;
-                const double low = m.low.process(mono), high = m.high.process(mono);
+                const double low = m.low.process(mono), high = m.high.process(mono), lowMid = m.lowMid.process(mono);
                 m.lowEnergy += low * low;
                 m.highEnergy += high * high;
+                m.lowMidEnergy += lowMid * lowMid;
             }
         }
     }
@@ -82,10 +85,11 @@ void MixMeter::finish(MixAnalysis& analysis) {
     analysis.peakBeforeLimiterDb = gainToDb(peakBeforeLimiter_);
     analysis.limitedFrames = limitedFrames_;
     if (analysis.tracks.size() != tracks_.size()) return;
-    double lowTotal = 0, highTotal = 0;
+    double lowTotal = 0, highTotal = 0, lowMidTotal = 0;
     for (const TrackMeter& m : tracks_) {
         lowTotal += m.lowEnergy;
         highTotal += m.highEnergy;
+        lowMidTotal += m.lowMidEnergy;
     }
     for (std::size_t t = 0; t < tracks_.size(); ++t) {
         TrackMeter& m = tracks_[t];
@@ -95,6 +99,7 @@ void MixMeter::finish(MixAnalysis& analysis) {
         if (!m.cannotAlone && peakTotal_ > 0) stats.cutForPeaksDb = -gainToDb(m.lowestGain);
         stats.lowShare = lowTotal > 0 ? m.lowEnergy / lowTotal : 0.0;
         stats.highShare = highTotal > 0 ? m.highEnergy / highTotal : 0.0;
+        stats.lowMidShare = lowMidTotal > 0 ? m.lowMidEnergy / lowMidTotal : 0.0;
     }
 }
 

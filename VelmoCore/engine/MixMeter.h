@@ -17,9 +17,10 @@ namespace velmo {
 
 class TrackProcessor;
 
-// The analysis bands of the mix: a low-pass at 250 Hz, a band-pass at 1 kHz and a high-pass at
-// 4 kHz. Each track's share is measured in the outer two, the ones the warnings name culprits of.
-std::array<Biquad, 3> analysisBands(double sampleRate);
+// The analysis bands of the mix, in this order: a low-pass at 250 Hz, a band-pass at 1 kHz, a
+// high-pass at 4 kHz and a band-pass from 200 to 500 Hz. Each track's share is measured in all but
+// the 1 kHz band, the ones the warnings name culprits of.
+std::array<Biquad, 4> analysisBands(double sampleRate);
 
 // Thread of the offline render that owns the core: made when the measurement starts, fed by
 // `EngineCore::render`. Feeding allocates nothing.
@@ -41,8 +42,8 @@ public:
 private:
     struct TrackMeter {
         LoudnessMeter loudness;
-        Biquad low, high;
-        double lowEnergy = 0, highEnergy = 0;
+        Biquad low, high, lowMid;
+        double lowEnergy = 0, highEnergy = 0, lowMidEnergy = 0;
         double peakPart = 0;     // sum of its part of the mix in the limiter's frames
         double lowestGain = 1;   // the gain it alone would need for the mix to stay under the ceiling
         bool cannotAlone = false;

@@ -24,8 +24,6 @@ using nlohmann::json;
 namespace {
 
 constexpr double defaultTailSeconds = 3;
-constexpr double quietestTargetLufs = -60; // no delivery format asks for less
-constexpr double loudestTargetLufs = 0;
 
 const json& targetLufsArgument() {
     static const json schema = P("number", "Loudness target in LUFS for the loudness note (default -14, the common "

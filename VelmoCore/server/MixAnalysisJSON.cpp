@@ -78,6 +78,9 @@ std::vector<std::string> warnings(const MixAnalysis& a, const Project& project, 
     if (a.lowEndHeavy())
         notes.push_back("Low end dominates the mids by " + text1(a.lowRmsDb - a.midRmsDb) +
                         " dB; consider lowering bass/kick or EQ.");
+    if (a.muddy())
+        notes.push_back("Low mids (200-500 Hz) carry " + std::to_string(std::lround(100 * a.lowMidEnergyShare())) +
+                        "% of the mix's energy; mix may sound muddy. Consider an EQ cut near 300 Hz.");
     if (a.dull())
         notes.push_back("Very little high-frequency energy; mix may sound dull.");
     else if (a.harsh())
@@ -113,7 +116,8 @@ nlohmann::json analysisJSON(const MixAnalysis& a, const Project& project, double
         {"clipped_samples_before_limiter", a.clippedSamples},
         {"limiter_max_reduction_db", round1(a.maxLimiterReductionDb)},
         {"bands_rms_db",
-         {{"low_below_250Hz", round1(a.lowRmsDb)}, {"mid_250Hz_4kHz", round1(a.midRmsDb)}, {"high_above_4kHz", round1(a.highRmsDb)}}},
+         {{"low_below_250Hz", round1(a.lowRmsDb)}, {"mid_250Hz_4kHz", round1(a.midRmsDb)}, {"high_above_4kHz", round1(a.highRmsDb)},
+          {"low_mid_200_500Hz", round1(a.lowMidRmsDb)}}},
         {"tracks", tracks},
         {"notes", warnings(a, project, targetLufs)},
         {"loudness", loudnessJSON(a.loudness)},

@@ -12,6 +12,8 @@ namespace velmo {
 
 // The level most streaming services play music at; mixes far from it are turned up or down.
 constexpr double defaultTargetLufs = -14;
+constexpr double quietestTargetLufs = -60; // no delivery format asks for less
+constexpr double loudestTargetLufs = 0;
 
 // `project` is the one measured: it names the tracks (a track id it lacks gets an empty name) and
 // gives the volumes that next steps start from. Keys: seconds, peak_dbfs, rms_dbfs,

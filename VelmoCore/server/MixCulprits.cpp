@@ -24,6 +24,11 @@ constexpr double eqRange = 18;        // the eq's gains run -18 to +18 dB
 constexpr double smallestEqCut = 3;   // less is hard to hear
 constexpr double largestEqCut = 12;
 constexpr double darkestCutoff = 2000; // a filter brought lower stops sounding like the patch
+constexpr double mudHz = 315;          // the middle of 200-500 Hz, on a log scale
+constexpr double mudLowestHz = 200, mudHighestHz = 500;
+// A bell is at its full depth only at its centre; across 200-500 Hz it takes about two thirds of it.
+constexpr double bellDepthShare = 2.0 / 3;
+constexpr double mostMudShare = 0.99; // the cut for a band that is all of the mix is the eq's deepest anyway
 
 double round4(double x) { return std::round(x * 10000) / 10000; }
 // Up to the next half decibel, so a suggested change reads as a value a person would pick.
@@ -78,6 +83,30 @@ double eqAmount(double excessDb) { return std::clamp(std::ceil(excessDb + 1), sm
 
 Step lessLow(const Track& track, const MixAnalysis& a) { return eqCut(track, "low", eqAmount(a.lowRmsDb - a.midRmsDb - 6)); }
 
+// The mid bell of the track's first working eq whose mid is free or already in the mud band, or a
+// new eq, cut at 315 Hz.
+Step lessLowMid(const Track& track, const MixAnalysis& a) {
+    // The band is no longer muddy once it holds no more energy than the rest of the mix: a cut of
+    // its share over the rest's, in dB.
+    const double share = std::min(a.lowMidEnergyShare(), mostMudShare);
+    const double amount = eqAmount(10 * std::log10(share / (1 - share)) / bellDepthShare);
+    for (const EffectSlot& slot : track.effects) {
+        if (slot.kind != EffectKind::eq || !slot.enabled) continue;
+        const double mid = EffectCatalog::value(slot, "mid");
+        const double freq = EffectCatalog::value(slot, "midFreq");
+        const bool inBand = freq >= mudLowestHz && freq <= mudHighestHz;
+        if (mid != 0 && !inBand) continue; // that bell is busy elsewhere
+        const double gain = std::max(-eqRange, mid - amount);
+        const double at = inBand ? freq : mudHz;
+        return {"`update_effect` " + slot.id + " mid " + number(gain) + " midFreq " + number(at),
+                {{"tool", "update_effect"},
+                 {"arguments", {{"target", track.id}, {"effect", slot.id}, {"params", {{"mid", gain}, {"midFreq", at}}}}}}};
+    }
+    return {"add an `eq` (`add_effect`) with mid " + number(-amount) + " midFreq " + number(mudHz),
+            {{"tool", "add_effect"},
+             {"arguments", {{"target", track.id}, {"kind", "eq"}, {"params", {{"mid", -amount}, {"midFreq", mudHz}}}}}}};
+}
+
 Step lessHigh(const Track& track, const MixAnalysis& a) {
     // A bright synth is best darkened at its own filter; drums and filterless patches get an eq.
     const FilterParams& f = track.patch.filter;
@@ -119,6 +148,9 @@ json culpritsJSON(const MixAnalysis& a, const Project& project) {
     if (a.lowEndHeavy())
         list.push_back(problem("low_end", a, project, [](const auto& t) { return t.lowShare; },
                                [&](const Track& track, const auto&) { return lessLow(track, a); }));
+    if (a.muddy())
+        list.push_back(problem("muddy", a, project, [](const auto& t) { return t.lowMidShare; },
+                               [&](const Track& track, const auto&) { return lessLowMid(track, a); }));
     if (a.harsh())
         list.push_back(problem("harsh", a, project, [](const auto& t) { return t.highShare; },
                                [&](const Track& track, const auto&) { return lessHigh(track, a); }));

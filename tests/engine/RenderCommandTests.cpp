@@ -84,6 +84,9 @@ TEST_F(RenderCommandFixture, RenderWritesTheWavBesideTheProjectAndPrintsTheAnaly
     EXPECT_EQ(analysis["seconds"], 2.5) << "song end 4 beats at 120 BPM, and half a second of tail";
     EXPECT_FALSE(analysis.contains("file"));
     EXPECT_GT(analysis["loudness"]["integrated_lufs"].get<double>(), -30) << "loudness is part of the analysis";
+    Outcome loud = velmo({"analyze", file.string(), "--target-lufs", "0"});
+    ASSERT_EQ(loud.status, 0) << loud.err;
+    EXPECT_NE(loud.out.find("LU below the 0.0 LUFS target"), std::string::npos) << loud.out;
 }
 
 TEST_F(RenderCommandFixture, BadFilesAndArgumentsGiveOneClearLine) {
@@ -102,6 +105,12 @@ TEST_F(RenderCommandFixture, BadFilesAndArgumentsGiveOneClearLine) {
     EXPECT_EQ(unwritable.status, 1);
     EXPECT_NE(unwritable.err.find("x.wav: cannot write"), std::string::npos) << unwritable.err;
 
+    for (const char* target : {"loud", "3", "-61", "nan"}) {
+        Outcome r = velmo({"analyze", good.string(), "--target-lufs", target});
+        EXPECT_EQ(r.status, 2);
+        EXPECT_NE(r.err.find("--target-lufs expects a loudness from -60 to 0 LUFS, not '" + std::string(target) + "'"),
+                  std::string::npos) << r.err;
+    }
     Outcome option = velmo({"render", good.string(), "--speed", "2"});
     EXPECT_EQ(option.status, 2);
     EXPECT_NE(option.err.find("unknown option '--speed' for render; options: -o, --start, --end, --tail"), std::string::npos)

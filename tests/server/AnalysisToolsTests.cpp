@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <fstream>
+#include <initializer_list>
 #include <tuple>
 
 using namespace velmo;
@@ -39,7 +40,7 @@ TEST_F(AnalysisTools, AnalyzeMixMeasuresTheDemoSong) {
     EXPECT_GT(peak, -30.0) << "the demo is no whisper";
     EXPECT_LT(rms, peak);
     EXPECT_GT(rms, peak - 40);
-    EXPECT_EQ(keysOf(mix["bands_rms_db"]), (Strings{"high_above_4kHz", "low_below_250Hz", "mid_250Hz_4kHz"}));
+    EXPECT_EQ(keysOf(mix["bands_rms_db"]), (Strings{"high_above_4kHz", "low_below_250Hz", "low_mid_200_500Hz", "mid_250Hz_4kHz"}));
     ASSERT_EQ(mix["tracks"].size(), 4u);
     const Strings names{"Drums", "Bass", "Pad", "Bells"};
     for (std::size_t i = 0; i < 4; ++i) {
@@ -66,7 +67,8 @@ TEST_F(AnalysisTools, AnalyzeMixMeasuresTheDemoSong) {
     result("new_project");
     result("set_song", {{"loop_enabled", false}});
     EXPECT_EQ(result("analyze_mix"), json::parse(R"({"seconds":0.5,"peak_dbfs":-180.0,"rms_dbfs":-180.0,"tracks":[],
-        "bands_rms_db":{"low_below_250Hz":-180.0,"mid_250Hz_4kHz":-180.0,"high_above_4kHz":-180.0},
+        "bands_rms_db":{"low_below_250Hz":-180.0,"mid_250Hz_4kHz":-180.0,"high_above_4kHz":-180.0,
+                        "low_mid_200_500Hz":-180.0},
         "clipped_samples_before_limiter":0,"limiter_max_reduction_db":0.0,"culprits":[],
         "loudness":{"integrated_lufs":-180.0,"range_lu":0.0,"max_short_term_lufs":-180.0,"max_momentary_lufs":-180.0,
                     "true_peak_dbtp":-180.0},
@@ -137,16 +139,15 @@ TEST_F(AnalysisTools, ExportAudioWritesWhereItIsTold) {
 
 namespace {
 
-// Two sine tracks: "Bass" at +6 dB drives the master far over full scale on its own, "Keys" is
-// quiet.
-Project clippingSong() {
+// Sine tracks, each holding one note for four beats: id, name, pitch, volume in dB.
+Project sineSong(std::initializer_list<std::tuple<const char*, const char*, int, double>> tracks) {
     SynthPatch sine;
     sine.analog.osc1.wave = OscWave::sine;
     sine.analog.osc2.level = 0;
     sine.voice.level = 1;
-    Project p("Loud", 120);
+    Project p("Sines", 120);
     p.loopEnabled = false;
-    for (auto [id, name, pitch, volume] : {std::tuple{"t1", "Keys", 72, -24.0}, {"t2", "Bass", 45, 6.0}}) {
+    for (auto [id, name, pitch, volume] : tracks) {
         Track track(id, name, 0, sine);
         track.volumeDb = volume;
         Clip clip;
@@ -159,15 +160,21 @@ Project clippingSong() {
     return p;
 }
 
+// "Bass" at +6 dB drives the master far over full scale on its own, "Keys" is quiet.
+Project clippingSong() { return sineSong({{"t1", "Keys", 72, -24.0}, {"t2", "Bass", 45, 6.0}}); }
+
 struct ClippingSong : velmo::testing::ToolFixture {
     ClippingSong() : ToolFixture(clippingSong()) {}
 };
 
-bool warnsOfLimiter(const json& mix) {
+// Whether a note of the report starts with `start`.
+bool warns(const json& mix, const std::string& start) {
     for (const json& note : mix["notes"])
-        if (note.get<std::string>().starts_with("Master is hitting the safety limiter")) return true;
+        if (note.get<std::string>().starts_with(start)) return true;
     return false;
 }
+
+bool warnsOfLimiter(const json& mix) { return warns(mix, "Master is hitting the safety limiter"); }
 
 } // namespace
 
@@ -220,4 +227,34 @@ TEST_F(ClippingSong, ComparesWithAnEarlierStateAndLeavesTheSongAlone) {
           "compare takes \"last_edit\" or a number of undo steps back, 1 to 20; got 'yesterday'.");
     studio.undo();
     EXPECT_EQ(studio.project().tracks[0].volumeDb, -24.0) << "the history is intact";
+}
+
+namespace {
+
+// "Pad" holds 311 Hz, in the middle of the low mids, 6 dB over "Keys" at 1047 Hz: the band carries
+// about four fifths of the mix.
+struct MuddySong : velmo::testing::ToolFixture {
+    MuddySong() : ToolFixture(sineSong({{"t1", "Keys", 84, -18.0}, {"t2", "Pad", 63, -12.0}})) {}
+};
+
+bool warnsOfMud(const json& mix) { return warns(mix, "Low mids (200-500 Hz) carry "); }
+
+} // namespace
+
+TEST_F(MuddySong, NamesTheMuddyTrackAndItsCureWorks) {
+    json mix = result("analyze_mix");
+    ASSERT_TRUE(warnsOfMud(mix)) << mix["notes"];
+    ASSERT_FALSE(mix["culprits"].empty());
+    const json& muddy = mix["culprits"][0];
+    EXPECT_EQ(muddy["problem"], "muddy");
+    ASSERT_FALSE(muddy["tracks"].empty());
+    const json& first = muddy["tracks"][0];
+    EXPECT_EQ(first["name"], "Pad");
+    EXPECT_GT(first["share"].get<double>(), 0.9);
+    EXPECT_TRUE(first["next_step"].get<std::string>().starts_with("Pad: add an `eq` (`add_effect`) with mid -")) << first;
+
+    result(first["call"]["tool"], first["call"]["arguments"]);
+    json after = result("analyze_mix");
+    EXPECT_FALSE(warnsOfMud(after)) << after["notes"];
+    EXPECT_TRUE(after["culprits"].empty()) << after["culprits"];
 }
