@@ -34,6 +34,11 @@ struct Biquad {
         z2 = b2 * x - a2 * y;
         return y;
     }
+
+    void reset() {
+        z1 = 0.0;
+        z2 = 0.0;
+    }
 };
 
 } // namespace velmo

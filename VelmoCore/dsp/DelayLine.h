@@ -18,6 +18,9 @@ struct DelayLine {
     explicit DelayLine(int maxSamples) : size(std::max(maxSamples, 4)), buf(static_cast<std::size_t>(size), 0.0f) {}
 };
 
+// Silences the whole line; the write index stays. No allocation.
+inline void clear(DelayLine& line) { std::fill(line.buf.begin(), line.buf.end(), 0.0f); }
+
 // Writes `x` at `w` and advances `w`.
 inline void push(DelayLine& line, float x) {
     line.buf[static_cast<std::size_t>(line.w)] = x;

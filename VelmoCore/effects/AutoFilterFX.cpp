@@ -42,4 +42,9 @@ void AutoFilterFX::process(float* left, float* right, int frames) {
     }
 }
 
+void AutoFilterFX::reset() {
+    fl_.reset();
+    fr_.reset();
+}
+
 } // namespace velmo

@@ -28,4 +28,10 @@ void BitcrushFX::process(float* left, float* right, int frames) {
     }
 }
 
+void BitcrushFX::reset() {
+    counter_ = 0;
+    heldL_ = 0.0f;
+    heldR_ = 0.0f;
+}
+
 } // namespace velmo

@@ -13,6 +13,7 @@ public:
 
     void update(const EffectSlot& slot, const RenderContext& ctx) override;
     void process(float* left, float* right, int frames) override;
+    void reset() override;
 
 private:
     float levels_ = 128.0f; // steps per side of zero: 2^(bits - 1), fractional bits allowed

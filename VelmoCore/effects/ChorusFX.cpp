@@ -41,4 +41,9 @@ void ChorusFX::process(float* left, float* right, int frames) {
     }
 }
 
+void ChorusFX::reset() {
+    clear(dl_);
+    clear(dr_);
+}
+
 } // namespace velmo

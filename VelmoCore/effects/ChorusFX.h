@@ -18,6 +18,7 @@ public:
 
     void update(const EffectSlot& slot, const RenderContext& ctx) override;
     void process(float* left, float* right, int frames) override;
+    void reset() override;
 
 private:
     double sr_;

@@ -32,4 +32,6 @@ void CompressorFX::process(float* left, float* right, int frames) {
     }
 }
 
+void CompressorFX::reset() { env_ = 0.0; }
+
 } // namespace velmo

@@ -52,4 +52,11 @@ void DelayFX::process(float* left, float* right, int frames) {
     }
 }
 
+void DelayFX::reset() {
+    clear(dl_);
+    clear(dr_);
+    lpL_.y = 0.0;
+    lpR_.y = 0.0;
+}
+
 } // namespace velmo

@@ -21,6 +21,7 @@ public:
 
     void update(const EffectSlot& slot, const RenderContext& ctx) override;
     void process(float* left, float* right, int frames) override;
+    void reset() override;
 
     // The delay now in use, in frames (a real number); it moves towards the set time.
     double currentDelay() const { return current_; }

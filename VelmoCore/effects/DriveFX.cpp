@@ -30,4 +30,9 @@ void DriveFX::process(float* left, float* right, int frames) {
     }
 }
 
+void DriveFX::reset() {
+    toneL_.y = 0.0;
+    toneR_.y = 0.0;
+}
+
 } // namespace velmo

@@ -36,4 +36,8 @@ void EQFX::process(float* left, float* right, int frames) {
     }
 }
 
+void EQFX::reset() {
+    for (Biquad& band : bands_) band.reset();
+}
+
 } // namespace velmo

@@ -82,6 +82,12 @@ public:
             if (e.enabled && e.proc) e.proc->process(left, right, frames);
     }
 
+    // Every processor, enabled or not, forgets its signal (EffectProcessor::reset).
+    void reset() {
+        for (auto& e : entries_)
+            if (e.proc) e.proc->reset();
+    }
+
     const Entries& entries() const { return entries_; }
 
 private:

@@ -21,6 +21,11 @@ public:
     // Runs `frames` samples in place, keeping state between calls. Any `frames` >= 0; the engine
     // passes at most 32. Never allocates, never throws.
     virtual void process(float* left, float* right, int frames) = 0;
+
+    // Silences every memory (delay lines, filter states, followers, held samples) and keeps the
+    // parameters: after a non-finite sample the processor plays on as if newly made. Never
+    // allocates, never throws.
+    virtual void reset() = 0;
 };
 
 } // namespace velmo

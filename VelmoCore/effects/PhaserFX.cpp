@@ -50,4 +50,11 @@ void PhaserFX::process(float* left, float* right, int frames) {
     }
 }
 
+void PhaserFX::reset() {
+    zl_.fill(0.0);
+    zr_.fill(0.0);
+    fbl_ = 0.0;
+    fbr_ = 0.0;
+}
+
 } // namespace velmo

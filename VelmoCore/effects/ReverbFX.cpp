@@ -116,4 +116,14 @@ void ReverbFX::process(float* left, float* right, int frames) {
     }
 }
 
+void ReverbFX::reset() {
+    for (auto* combs : {&combsL_, &combsR_})
+        for (Comb& c : *combs) {
+            clear(c.d);
+            c.store = 0.0f;
+        }
+    for (auto* allpasses : {&apL_, &apR_})
+        for (Allpass& a : *allpasses) clear(a.d);
+}
+
 } // namespace velmo

@@ -109,6 +109,7 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
             masterFX_.process(busL_.data(), busR_.data(), n);
             if (!finite(busL_, busR_, n)) {
                 nonFinite = true;
+                masterFX_.reset(); // or its delay and reverb lines would mute the master for good
                 std::fill_n(busL_.begin(), n, 0.0f);
                 std::fill_n(busR_.begin(), n, 0.0f);
             }

@@ -310,11 +310,14 @@ bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, f
         std::fill_n(mixR_.begin(), n, 0.0f);
     }
     effects_.process(mixL_.data(), mixR_.data(), n);
-    // An effect's own non-finite output is dropped too. Its state is not cleared (effects have no
-    // reset), so such an effect keeps the track silent until a load replaces it; the output and
-    // the master effects never see it.
+    // An effect's own non-finite output (an extreme setting, a runaway feedback) is dropped too,
+    // and every effect of the chain forgets what it holds: a poisoned delay or reverb line would
+    // otherwise keep the track silent for good. The voices start afresh as well, so the track
+    // plays on from its next note.
     if (!mixIsFinite(n)) {
         reset = true;
+        for (Voice& v : voices_) v.clear();
+        effects_.reset();
         std::fill_n(mixL_.begin(), n, 0.0f);
         std::fill_n(mixR_.begin(), n, 0.0f);
     }

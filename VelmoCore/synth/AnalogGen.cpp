@@ -1,6 +1,7 @@
 #include "synth/AnalogGen.h"
 
 #include "base/Decibels.h"
+#include "dsp/BandLimitedEdge.h"
 #include "synth/NoiseLayer.h"
 #include "synth/SubOscillator.h"
 #include "dsp/SineTable.h"
@@ -12,12 +13,11 @@ namespace velmo {
 
 namespace {
 
-// A band-limited step between +1 (below w) and -1, at phase p with increment d.
+// A band-limited step between +1 (below w) and -1, at phase p with increment d: a rise of 2 at
+// phase 0, a fall of 2 at w.
 inline double step(double p, double w, double d) {
     double h = p < w ? 1.0 : -1.0;
-    double q = p - w;
-    if (q < 0.0) q += 1.0;
-    return h + polyBLEP(p, d) - polyBLEP(q, d);
+    return h + 2.0 * (BandLimitedEdge::stepResidual(p, 0.0, d) - BandLimitedEdge::stepResidual(p, w, d));
 }
 
 struct CopyRun {
@@ -31,9 +31,11 @@ inline double waveAt(double phase, double d, double width, const float* sine) {
     if constexpr (W == OscWave::sine) {
         return SineTable::lookup(sine, phase);
     } else if constexpr (W == OscWave::triangle) {
-        return 1.0 - 4.0 * std::fabs(phase - 0.5); // not band-limited: its corners alias little
+        // The slope, ±4 per cycle, turns by 8 × d per sample at each corner: up at 0, down at 1/2.
+        const double corners = BandLimitedEdge::rampResidual(phase, 0.0, d) - BandLimitedEdge::rampResidual(phase, 0.5, d);
+        return 1.0 - 4.0 * std::fabs(phase - 0.5) + 8.0 * d * corners;
     } else if constexpr (W == OscWave::saw) {
-        return (2.0 * phase - 1.0) - polyBLEP(phase, d);
+        return (2.0 * phase - 1.0) - 2.0 * BandLimitedEdge::stepResidual(phase, 0.0, d);
     } else if constexpr (W == OscWave::square) {
         return step(phase, 0.5, d);
     } else {

@@ -1,6 +1,7 @@
 // The analog engine's sound source: two oscillators of six waves with a unison stack of up to
 // seven detuned, spread copies each, a square sub-oscillator an octave below oscillator 1, and
-// stereo noise. Steps are band-limited by polyBLEP. Raw output: the voice filters and shapes it.
+// stereo noise. Steps and the triangle's corners are band-limited (BandLimitedEdge). Raw output:
+// the voice filters and shapes it.
 #pragma once
 
 #include "model/SynthPatch.h"
@@ -10,20 +11,6 @@
 #include <array>
 
 namespace velmo {
-
-// The polyBLEP residual at position t in the cycle for a phase increment d (both in cycles):
-// subtract it at a falling step of a saw, add it at a rising step.
-inline double polyBLEP(double t, double d) {
-    if (t < d) {
-        double u = t / d;
-        return u + u - u * u - 1.0;
-    }
-    if (t > 1.0 - d) {
-        double u = (t - 1.0) / d;
-        return u + (u + u * u) + 1.0;
-    }
-    return 0.0;
-}
 
 // Audio thread only (owned by a voice).
 struct AnalogGen {

@@ -135,24 +135,41 @@ TEST(SignalHygiene, LevelAndPanSweepsMakeNoZipperNoise) {
     }
 }
 
-// An infinite voice level makes the first note non-finite. The track drops that block and
-// clears its voices, so nothing non-finite reaches its delay and reverb or the output, the
-// status counts the one block, and once the level is mended the next note sounds.
+// An infinite setting makes the first beat non-finite: a voice level in the voice, or an EQ
+// gain in the first effect, which then poisons the delay and reverb behind it. The track drops what
+// is non-finite and resets its voices and its effects, so nothing non-finite reaches the output,
+// the status counts the bad blocks, and once the setting is mended the next note sounds.
 TEST(SignalHygiene, ANonFiniteSampleNeverReachesTheOutput) {
     using testing::kFramesPerBeat;
-    Project p = testing::projectOf({testing::trackOf("t1", {testing::clipOf("c1", 0, 4, {{69, 0, 1, 1}, {69, 2, 1, 1}})})});
-    p.tracks.mut(0).effects = {EffectSlot{"fx1", EffectKind::delay, true, {}}, EffectSlot{"fx2", EffectKind::reverb, true, {}}};
-    p.tracks.mut(0).patch.voice.level = std::numeric_limits<double>::infinity();
-    testing::Rig rig;
-    rig.play(p);
-    rig.render(static_cast<int>(kFramesPerBeat));
-    p.tracks.mut(0).patch.voice.level = 0.5;
-    rig.load(p);
-    rig.render(static_cast<int>(3 * kFramesPerBeat));
-    EXPECT_TRUE(std::all_of(rig.left.begin(), rig.left.end(), [](float x) { return std::isfinite(x); }));
-    EXPECT_TRUE(std::all_of(rig.right.begin(), rig.right.end(), [](float x) { return std::isfinite(x); }));
-    EXPECT_EQ(rig.core.status().nonFiniteBlocks, 1);
-    EXPECT_GT(rig.peak(static_cast<size_t>(2 * kFramesPerBeat), static_cast<size_t>(3 * kFramesPerBeat)), 0.05f);
+    const double inf = std::numeric_limits<double>::infinity();
+    struct Case {
+        const char* what;
+        std::function<void(velmo::Track&, double)> set; // the setting, infinite or mended
+        bool oneBlock; // a voice's fault ends with the cleared voice; the EQ's lasts the beat
+    };
+    const Case cases[] = {
+        {"voice level", [](velmo::Track& t, double v) { t.patch.voice.level = v; }, true},
+        {"EQ gain", [](velmo::Track& t, double v) { t.effects.mut(0).params["mid"] = v; }, false},
+    };
+    for (const Case& c : cases) {
+        Project p = testing::projectOf({testing::trackOf("t1", {testing::clipOf("c1", 0, 4, {{69, 0, 1, 1}, {69, 2, 1, 1}})})});
+        p.tracks.mut(0).effects = {EffectSlot{"fx0", EffectKind::eq, true, {}}, EffectSlot{"fx1", EffectKind::delay, true, {}},
+                                   EffectSlot{"fx2", EffectKind::reverb, true, {}}};
+        c.set(p.tracks.mut(0), inf);
+        testing::Rig rig;
+        rig.play(p);
+        rig.render(static_cast<int>(kFramesPerBeat));
+        c.set(p.tracks.mut(0), 0.5);
+        rig.load(p);
+        rig.render(static_cast<int>(3 * kFramesPerBeat));
+        EXPECT_TRUE(std::all_of(rig.left.begin(), rig.left.end(), [](float x) { return std::isfinite(x); })) << c.what;
+        EXPECT_TRUE(std::all_of(rig.right.begin(), rig.right.end(), [](float x) { return std::isfinite(x); })) << c.what;
+        if (c.oneBlock) EXPECT_EQ(rig.core.status().nonFiniteBlocks, 1);
+        else EXPECT_GE(rig.core.status().nonFiniteBlocks, 1);
+        // The next note, and the delay and reverb tail behind it, sound.
+        EXPECT_GT(rig.peak(static_cast<size_t>(2 * kFramesPerBeat), static_cast<size_t>(3 * kFramesPerBeat)), 0.05f) << c.what;
+        EXPECT_GT(rig.peak(static_cast<size_t>(3.5 * kFramesPerBeat), static_cast<size_t>(4 * kFramesPerBeat)), 0.001f) << c.what;
+    }
 }
 
 } // namespace

@@ -1,4 +1,5 @@
-// The analog oscillators: polyBLEP aliasing, unison count and spread, the clamps, the sub.
+// The analog oscillators: unison count and spread, the clamps, the sub. Aliasing is measured
+// with the other engines' in AliasingTests.
 #include "support/SignalMeasure.h"
 
 #include "synth/AnalogGen.h"
@@ -27,34 +28,6 @@ AnalogParams single(OscWave wave) {
 }
 
 } // namespace
-
-TEST(AnalogGen, PolyBlepSawAliasesFarBelowItsHarmonics) {
-    // 2489 Hz: harmonics 10 to 20 fold back below Nyquist at 48000 - k × 2489 (or k × 2489 - 48000).
-    const double f0 = 2489.0;
-    Stereo saw = renderFrames(AnalogGen{}, single(OscWave::saw), f0, 48000);
-    double fundamental = amplitudeAt(saw.left, f0, kSr);
-    EXPECT_NEAR(fundamental, 2.0 / std::numbers::pi, 0.02) << "a saw's fundamental is 2/pi";
-    // Harmonics fall as 1/k; polyBLEP rounds off the top octave a little.
-    double weakestHarmonic = fundamental;
-    for (int k = 2; k <= 9; ++k) {
-        double h = amplitudeAt(saw.left, k * f0, kSr);
-        if (k <= 5) {
-            EXPECT_NEAR(h * k, fundamental, 0.25 * fundamental) << "harmonic " << k;
-        }
-        EXPECT_LT(h, weakestHarmonic) << "harmonic " << k;
-        weakestHarmonic = std::min(weakestHarmonic, h);
-    }
-
-    for (int k = 10; k <= 20; ++k) {
-        double alias = std::fabs(48000.0 - k * f0);
-        double blep = amplitudeAt(saw.left, alias, kSr);
-        EXPECT_LT(blep, weakestHarmonic) << "alias of harmonic " << k << " at " << alias << " Hz";
-        // Aliases that land low, far from any harmonic's neighbourhood, are the audible ones.
-        if (alias < 6000.0) {
-            EXPECT_LT(20.0 * std::log10(blep / fundamental), -55.0) << "alias at " << alias << " Hz";
-        }
-    }
-}
 
 TEST(AnalogGen, UnisonCountAndSpread) {
     AnalogGen gen;
