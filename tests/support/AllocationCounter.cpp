@@ -34,6 +34,14 @@ void* countedAlloc(std::size_t size) {
     throw std::bad_alloc();
 }
 
+void* countedAllocOrNull(std::size_t size) noexcept {
+    try {
+        return countedAlloc(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 void countedFree(void* p) noexcept {
     if (p && velmo::testing::countingHeap.load(std::memory_order_relaxed))
         velmo::testing::countedFrees.fetch_add(1, std::memory_order_relaxed);
@@ -46,6 +54,13 @@ void countedFree(void* p) noexcept {
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) { return countedAlloc(size); }
 void* operator new[](std::size_t size) { return countedAlloc(size); }
+// The library's temporary buffers (stable_sort's among them) come from the nothrow forms and go
+// back through the plain deletes: left to the runtime, they would be neither counted nor freed by
+// the allocator that made them.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return countedAllocOrNull(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return countedAllocOrNull(size); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { countedFree(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { countedFree(p); }
 void operator delete(void* p) noexcept { countedFree(p); }
 void operator delete[](void* p) noexcept { countedFree(p); }
 void operator delete(void* p, std::size_t) noexcept { countedFree(p); }
