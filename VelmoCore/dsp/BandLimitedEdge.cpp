@@ -1,6 +1,8 @@
 #include "dsp/BandLimitedEdge.h"
 
 #include <array>
+#include "dsp/KaiserWindow.h"
+
 #include <cmath>
 #include <numbers>
 
@@ -15,19 +17,8 @@ namespace {
 constexpr double kCutoff = 0.52;  // of the sample rate, −6 dB
 constexpr double kKaiserBeta = 5.0;
 
-double besselI0(double x) {
-    double sum = 1.0, term = 1.0;
-    for (int k = 1; k < 40; ++k) {
-        term *= (x / (2.0 * k)) * (x / (2.0 * k));
-        sum += term;
-    }
-    return sum;
-}
-
 double kernel(double x) {
-    const double r = x / kHalfWidth;
-    if (std::fabs(r) >= 1.0) return 0.0;
-    const double window = besselI0(kKaiserBeta * std::sqrt(1.0 - r * r)) / besselI0(kKaiserBeta);
+    const double window = kaiserWindow(x / kHalfWidth, kKaiserBeta);
     const double a = 2.0 * std::numbers::pi * kCutoff * x;
     return 2.0 * kCutoff * (x == 0.0 ? 1.0 : std::sin(a) / a) * window;
 }

@@ -1,5 +1,7 @@
 #include "engine/TruePeakMeter.h"
 
+#include "dsp/KaiserWindow.h"
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -11,15 +13,6 @@ namespace {
 constexpr int factor = 4;
 constexpr int length = 49;     // centred on a sample, so phase 0 is the sample itself
 constexpr double kaiserBeta = 5; // flat to 0.05 dB up to 0.35 of the sample rate
-
-double besselI0(double x) {
-    double sum = 1, term = 1;
-    for (int k = 1; k < 50; ++k) {
-        term *= (x / (2 * k)) * (x / (2 * k));
-        sum += term;
-    }
-    return sum;
-}
 
 // The three in-between phases of the interpolator, each scaled to unit gain at DC, and the largest
 // sum of magnitudes among them: no in-between value exceeds that times the loudest sample under it.
@@ -35,7 +28,7 @@ struct Phases {
             for (int k = 0; k < TruePeakMeter::taps; ++k) {
                 const double x = (factor * k + p - centre) / factor;
                 const double r = (factor * k + p) / centre - 1;
-                const double window = besselI0(kaiserBeta * std::sqrt(1 - r * r)) / besselI0(kaiserBeta);
+                const double window = kaiserWindow(r, kaiserBeta);
                 h[static_cast<std::size_t>(k)] = std::sin(std::numbers::pi * x) / (std::numbers::pi * x) * window;
                 sum += h[static_cast<std::size_t>(k)];
             }

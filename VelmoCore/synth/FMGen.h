@@ -1,9 +1,12 @@
 // The FM engine's sound source: four sine operators in phase modulation, wired by one of eight
 // fixed algorithms, each with its own envelope, and self-feedback on operator 4. Mono: the same
 // signal goes to both channels. Operators are numbered 1 to 4 to the user; operator k is ops[k − 1].
+// A block whose spectrum would reach far past half the sample rate runs at 2, 4 or 8 times the
+// rate and is brought back down by half-band decimators, so its sidebands do not fold back.
 #pragma once
 
 #include "model/SynthPatch.h"
+#include "dsp/HalfBandDecimator.h"
 #include "synth/ADSR.h"
 #include "synth/ModValues.h"
 
@@ -16,6 +19,7 @@ namespace velmo {
 struct FMGen {
     static constexpr int kOps = 4;
     static constexpr int kAlgorithms = 8;
+    static constexpr int kMaxOversampling = 8;
 
     // One wiring: for each operator (index 0 = operator 1) a bit mask of its modulators (bit s
     // = operator s + 1), and a mask of the carriers. A modulator always has a higher number than
@@ -36,6 +40,7 @@ struct FMGen {
     std::array<double, kOps> depth{};  // modulation depth in cycles of phase, set each block
     std::array<double, kOps> gain{};   // output gain as a carrier, set each block
     std::array<bool, kOps> isCarrier{};
+    std::array<HalfBandDecimator, 3> decimators{}; // 8× to 4×, 4× to 2×, 2× to 1×; the last ones serve 2× and 4×
 
     // The algorithm index 0..7 that an `algorithm` parameter selects: clamped to 1..8, truncated.
     static int algorithmIndex(double algorithm);
@@ -43,6 +48,14 @@ struct FMGen {
     // Starts the operator envelopes from their present values. With `retrigger` (the voice was
     // silent) phases and feedback restart too. Operators missing from a short list are silent.
     void start(double noteVelocity, const FMParams& p, double sr, bool retrigger);
+
+    // The smallest oversampling (1, 2, 4 or 8) at which the block's spectrum, as the operators'
+    // frequencies (inc, cycles per sample) and swings (depth, cycles) reach, folds back no lower
+    // than 16 kHz at 48 kHz: the carriers' highest strong sideband must lie below the factor
+    // minus 0.65 of the sample rate. Sidebands are counted out to where they are 55 dB down.
+    static int oversamplingFor(const Algorithm& alg, const std::array<double, kOps>& inc,
+                               const std::array<double, kOps>& depth, const std::array<double, kOps>& gain,
+                               double fbAmount);
 
     // Every operator envelope that is not idle goes to release.
     void release();

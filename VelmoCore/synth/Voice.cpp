@@ -180,6 +180,7 @@ void Voice::clear() {
     }
     fm.out = {};
     fm.fb1 = fm.fb2 = 0.0;
+    for (HalfBandDecimator& d : fm.decimators) d.reset();
     level_.left.jumpTo(0.0);
     level_.right.jumpTo(0.0);
 }

@@ -73,6 +73,8 @@ TEST(Aliasing, EveryOscillatorStaysBelowItsTargetAtTheTopOfTheKeyboard) {
         {"analog sub", [](SynthPatch& p) { p.analog.osc1.level = 0.0, p.analog.subLevel = 1.0; }, 0.5},
         {"wavetable saw", [](SynthPatch& p) { p.engine = EngineKind::wavetable, p.wavetable.position = 2.0 / 3.0; }},
         {"wavetable pulse", [](SynthPatch& p) { p.engine = EngineKind::wavetable, p.wavetable.table = WavetableKind::pwm; }},
+        // Operator 2 at seven times the note, swinging operator 1's phase by 3.6 radians.
+        {"fm ratio 7", [](SynthPatch& p) { p.engine = EngineKind::fm, p.fm.ops[1].ratio = 7.0, p.fm.ops[1].level = 0.6; }},
     };
     for (const Case& c : cases) {
         SynthPatch patch;
