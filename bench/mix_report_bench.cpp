@@ -102,8 +102,8 @@ double loudnessSeconds(const std::vector<std::vector<float>>& signals) {
         for (std::size_t chunk = 0; chunk < signal.size(); chunk += 2 * OfflineRenderer::chunkFrames) {
             const std::size_t n = std::min<std::size_t>(OfflineRenderer::chunkFrames, (signal.size() - chunk) / 2);
             const float* left = signal.data() + chunk;
-            for (std::size_t i = 0; i < n; i += EngineCore::blockFrames) {
-                const int m = static_cast<int>(std::min<std::size_t>(EngineCore::blockFrames, n - i));
+            for (std::size_t i = 0; i < n; i += kBlockFrames) {
+                const int m = static_cast<int>(std::min<std::size_t>(kBlockFrames, n - i));
                 meter.add(left + i, left + n + i, m);
             }
         }

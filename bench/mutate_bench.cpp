@@ -63,9 +63,9 @@ int main() {
     song.tracks.push_back(track);
 
     Studio studio(std::move(song));
-    std::vector<float> left(EngineCore::blockFrames), right(EngineCore::blockFrames);
+    std::vector<float> left(kBlockFrames), right(kBlockFrames);
     auto renderBlock = [&] {
-        studio.core().render(EngineCore::blockFrames, left.data(), right.data(), 0);
+        studio.core().render(kBlockFrames, left.data(), right.data(), 0);
         studio.poll();
     };
     renderBlock();

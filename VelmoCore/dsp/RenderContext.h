@@ -4,6 +4,10 @@
 
 namespace velmo {
 
+// Frames per block: the engine's control period (commands, sequencing, meters and modulation
+// move once per block) and the longest block that a track, voice or generator is handed.
+inline constexpr int kBlockFrames = 32;
+
 struct RenderContext {
     double sampleRate = 48000.0; // frames per second
     double tempo = 120.0;        // beats per minute at the current moment

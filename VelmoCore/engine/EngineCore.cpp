@@ -15,7 +15,7 @@ namespace {
 
 constexpr double masterGlideSeconds = 0.01; // a master volume change glides this long
 
-bool finite(const std::array<float, EngineCore::blockFrames>& l, const std::array<float, EngineCore::blockFrames>& r,
+bool finite(const std::array<float, kBlockFrames>& l, const std::array<float, kBlockFrames>& r,
             int n) {
     for (int i = 0; i < n; ++i)
         if (!std::isfinite(l[i]) || !std::isfinite(r[i])) return false;
@@ -91,7 +91,7 @@ void EngineCore::render(int frames, float* left, float* right, std::uint64_t hos
         const RenderContext ctx = context();
         const double beatsPerSample = tempo_ / 60.0 / sr;
         for (int offset = 0; offset < frames;) {
-            const int n = std::min(blockFrames, frames - offset);
+            const int n = std::min(kBlockFrames, frames - offset);
             if (midiSender_ && hostTime != 0) setSenderTime(hostTime, offset / sr);
             if (playing_) advanceSequencer(n, ctx, beatsPerSample);
             processAuditions(n, ctx);

@@ -35,7 +35,6 @@ class MIDISender;
 // calls `handle`, `resetAnalysis` and `analysisResult` directly on its own thread.
 class EngineCore {
 public:
-    static constexpr int blockFrames = 32;          // the control period of the whole engine
     static constexpr std::size_t scopeSize = EngineStatus::scopeSize;
     static constexpr double meterDecay = 0.995;     // per block
     static constexpr std::size_t auditionCapacity = 256;
@@ -136,8 +135,8 @@ private:
     mutable std::mutex statusLock_;
     EngineStatus status_; // guarded by statusLock_
 
-    std::array<float, blockFrames> busL_{};
-    std::array<float, blockFrames> busR_{};
+    std::array<float, kBlockFrames> busL_{};
+    std::array<float, kBlockFrames> busR_{};
     float masterPeak_ = 0;
     std::array<float, scopeSize> scopeRing_{};
     std::size_t scopeW_ = 0;

@@ -56,7 +56,7 @@ Render render(const Track& track, int pitch, double velocity, double holdSeconds
     processor.load(compiled, ctx, 0);
 
     Render out;
-    std::array<float, TrackProcessor::blockFrames> l{}, r{};
+    std::array<float, kBlockFrames> l{}, r{};
     auto block = [&](int n, bool keep) {
         l.fill(0);
         r.fill(0);
@@ -65,15 +65,15 @@ Render render(const Track& track, int pitch, double velocity, double holdSeconds
         out.left.insert(out.left.end(), l.begin(), l.begin() + n);
         out.right.insert(out.right.end(), r.begin(), r.begin() + n);
     };
-    block(TrackProcessor::blockFrames, false); // the track's gain ramps up from 0 over its first block
+    block(kBlockFrames, false); // the track's gain ramps up from 0 over its first block
 
     out.held = static_cast<std::size_t>(std::lround(std::clamp(holdSeconds, shortestHold, longestHold) * sampleRate));
     const std::size_t tailLimit = static_cast<std::size_t>(longestTail * sampleRate);
     out.left.reserve(out.held + tailLimit / 4);
     out.right.reserve(out.held + tailLimit / 4);
     const std::int64_t tag = processor.noteOn(pitch, velocity, ctx);
-    for (std::size_t done = 0; done < out.held; done += TrackProcessor::blockFrames)
-        block(static_cast<int>(std::min<std::size_t>(TrackProcessor::blockFrames, out.held - done)), true);
+    for (std::size_t done = 0; done < out.held; done += kBlockFrames)
+        block(static_cast<int>(std::min<std::size_t>(kBlockFrames, out.held - done)), true);
     processor.noteOff(tag);
 
     float top = 0, atRelease = 0;
@@ -84,12 +84,12 @@ Render render(const Track& track, int pitch, double velocity, double holdSeconds
     const double quiet = std::max(1e-7, std::min(top * dbToGain(quietDb), atRelease * dbToGain(quietMarginDb)));
     const auto quietFrames = static_cast<std::size_t>(quietSpan * sampleRate);
     std::size_t quietSince = 0;
-    for (std::size_t tail = 0; tail < tailLimit && quietSince < quietFrames; tail += TrackProcessor::blockFrames) {
-        block(TrackProcessor::blockFrames, true);
+    for (std::size_t tail = 0; tail < tailLimit && quietSince < quietFrames; tail += kBlockFrames) {
+        block(kBlockFrames, true);
         const float loudest = *std::max_element(l.begin(), l.end()), softest = *std::min_element(l.begin(), l.end());
         const float loudestR = *std::max_element(r.begin(), r.end()), softestR = *std::min_element(r.begin(), r.end());
         const double level = std::max({double(loudest), -double(softest), double(loudestR), -double(softestR)});
-        quietSince = level < quiet ? quietSince + TrackProcessor::blockFrames : 0;
+        quietSince = level < quiet ? quietSince + kBlockFrames : 0;
     }
     return out;
 }

@@ -294,7 +294,7 @@ bool TrackProcessor::mixIsFinite(int n) const {
 }
 
 bool TrackProcessor::renderBlock(int n, const RenderContext& ctx, float* busL, float* busR, bool analyzing) {
-    VELMO_PRECONDITION(n >= 0 && n <= blockFrames, "TrackProcessor::renderBlock");
+    VELMO_PRECONDITION(n >= 0 && n <= kBlockFrames, "TrackProcessor::renderBlock");
     std::fill_n(mixL_.begin(), n, 0.0f);
     std::fill_n(mixR_.begin(), n, 0.0f);
     const SynthPatch& p = patch();

@@ -28,7 +28,6 @@ namespace velmo {
 class TrackProcessor {
 public:
     static constexpr int voiceCount = 16;
-    static constexpr int blockFrames = 32;
     static constexpr double peakDecay = 0.995; // per block, so the fall time follows the block rate
 
     struct PendingOff {
@@ -131,8 +130,8 @@ private:
     bool audible_ = true;
     std::vector<HeldNote> midiHeld_;
     std::vector<std::int64_t> scratchTags_; // snapshot of tags for noteOffPitch
-    std::array<float, blockFrames> mixL_{};
-    std::array<float, blockFrames> mixR_{};
+    std::array<float, kBlockFrames> mixL_{};
+    std::array<float, kBlockFrames> mixR_{};
     std::array<Biquad, 2> dcL_; // the track's DC blocker, after its effects
     std::array<Biquad, 2> dcR_;
     float peak_ = 0;

@@ -328,7 +328,7 @@ void Voice::mixOut(const VoiceParams& vp, const ModValues& m, double noteVelocit
 void Voice::render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR) {
     if (!active) return;
     // A caller's fault, never an input's: the engine cuts every call into blocks of at most 32.
-    VELMO_PRECONDITION(n >= 0 && n <= kMaxBlock, "Voice::render");
+    VELMO_PRECONDITION(n >= 0 && n <= kBlockFrames, "Voice::render");
     const double sr = ctx.sampleRate;
     const Heard note = heard();
     glide(patch.voice.glide, n, sr);

@@ -28,7 +28,6 @@ namespace velmo {
 // the fields are public because the processor's allocation reads and sets them directly.
 class Voice {
 public:
-    static constexpr int kMaxBlock = 32; // frames; a larger block is a caller's fault
     static constexpr double kStealFadeSeconds = 0.003;  // a stolen voice's fade before its new note
     static constexpr double kLevelGlideSeconds = 0.01;  // level, volume and pan changes glide this long
 
@@ -92,14 +91,14 @@ public:
     // nothing of the voice may be trusted. The next note starts as on a new voice.
     void clear();
 
-    // Renders n frames (0 to 32) and adds them into outL and outR. Does nothing when inactive.
+    // Renders n frames (0 to kBlockFrames) and adds them into outL and outR. Does nothing when inactive.
     // The patch is read in place; nothing here allocates, locks or throws.
     void render(int n, const SynthPatch& patch, const RenderContext& ctx, float* outL, float* outR);
 
 private:
-    std::array<float, kMaxBlock> bufL{};   // the generator's output of one block
-    std::array<float, kMaxBlock> bufR{};
-    std::array<double, kMaxBlock> ampBuf{}; // the amplitude envelope of one block
+    std::array<float, kBlockFrames> bufL{};   // the generator's output of one block
+    std::array<float, kBlockFrames> bufR{};
+    std::array<double, kBlockFrames> ampBuf{}; // the amplitude envelope of one block
 
     // The velocity and pitch that are heard: the stolen note's while it fades, else the note's.
     struct Heard {
