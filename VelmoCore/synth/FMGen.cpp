@@ -1,5 +1,6 @@
 #include "synth/FMGen.h"
 
+#include "dsp/RenderContext.h"
 #include "dsp/SineTable.h"
 
 #include <algorithm>
@@ -86,6 +87,7 @@ void FMGen::start(double noteVelocity, const FMParams& p, double sr, bool retrig
     if (retrigger) {
         fb1 = 0.0;
         fb2 = 0.0;
+        factor = 1;
     }
 }
 
@@ -137,12 +139,12 @@ void FMGen::render(int n, double freq, const ModValues& m, const FMParams& p, do
     const double fbAmount = p.feedback * kFeedbackScale;
 
     // The envelopes tick once per frame of the rate the operators run at.
-    const int factor = oversamplingFor(alg, inc, depth, gain, fbAmount);
+    factor = std::max(factor, oversamplingFor(alg, inc, depth, gain, fbAmount));
     for (int i = 0; i < kOps; ++i) {
         env[i].configure(envelopeOf(operatorAt(p, i)), sr * factor); // rates only: edits reach a held note at once
         inc[i] /= factor;
     }
-    double buf[32 * kMaxOversampling];
+    double buf[kBlockFrames * kMaxOversampling];
     const int frames = n * factor;
     const float* sine = SineTable::ptr();
     switch (index) {

@@ -41,6 +41,10 @@ struct FMGen {
     std::array<double, kOps> gain{};   // output gain as a carrier, set each block
     std::array<bool, kOps> isCarrier{};
     std::array<HalfBandDecimator, 3> decimators{}; // 8× to 4×, 4× to 2×, 2× to 1×; the last ones serve 2× and 4×
+    // The oversampling this note runs at. It only rises during a note: each change moves the
+    // decimators' delay and wakes a stage with an old history, so a vibrato or LFO at the edge
+    // of a factor must not switch it block by block.
+    int factor = 1;
 
     // The algorithm index 0..7 that an `algorithm` parameter selects: clamped to 1..8, truncated.
     static int algorithmIndex(double algorithm);
@@ -60,7 +64,7 @@ struct FMGen {
     // Every operator envelope that is not idle goes to release.
     void release();
 
-    // Overwrites n frames (at most 32) of outL and outR. freq in Hz, sr in frames per second.
+    // Overwrites n frames (at most kBlockFrames) of outL and outR. freq in Hz, sr in frames per second.
     void render(int n, double freq, const ModValues& m, const FMParams& p, double sr, float* outL, float* outR);
 };
 
