@@ -27,7 +27,7 @@ struct CopyRun {
 };
 
 template <OscWave W>
-inline double waveAt(double phase, double d, double width, const float* sine) {
+inline double waveAt(double phase, double d, double width, const float* sine, Rand& rng) {
     if constexpr (W == OscWave::sine) {
         return SineTable::lookup(sine, phase);
     } else if constexpr (W == OscWave::triangle) {
@@ -38,51 +38,32 @@ inline double waveAt(double phase, double d, double width, const float* sine) {
         return (2.0 * phase - 1.0) - 2.0 * BandLimitedEdge::stepResidual(phase, 0.0, d);
     } else if constexpr (W == OscWave::square) {
         return step(phase, 0.5, d);
-    } else {
-        static_assert(W == OscWave::pulse);
+    } else if constexpr (W == OscWave::pulse) {
         // A pulse of width w has the mean 2w − 1. It is known exactly, so it is taken out here
         // rather than by a high-pass: that removes the DC of any width and the sub-audio wobble
         // that pulse-width modulation would otherwise leave, with no change to the tone.
         return step(phase, width, d) - (2.0 * width - 1.0);
+    } else {
+        static_assert(W == OscWave::noise);
+        return rng.bipolar(); // a fresh draw per frame per copy; the phase still advances
     }
 }
 
-// All copies of one oscillator over the block, frame by frame, with the wave fixed at compile
-// time. Each frame adds the copies in stack order, so the float sums are those of rendering one
-// copy after the other, while the copies' independent phase chains overlap in the processor.
+// All copies of one oscillator over the block, with the wave fixed at compile time: all frames
+// of copy 0, then of copy 1, and so on. One copy's frames in one stretch keep the branch into a
+// corner (ten samples of every period) predictable, each frame still adds the copies in stack
+// order, and noise copies draw from the one generator in a fixed order.
 template <OscWave W>
 void runStack(double* phases, const CopyRun* runs, int count, double width, int n, float* outL, float* outR,
-              const float* sine) {
-    double ph[AnalogGen::kMaxUnison];
-    std::copy_n(phases, count, ph);
-    for (int i = 0; i < n; ++i) {
-        float l = outL[i];
-        float r = outR[i];
-        for (int v = 0; v < count; ++v) {
-            const double d = runs[v].d;
-            float sf = static_cast<float>(waveAt<W>(ph[v], d, width, sine));
-            l += runs[v].gainL * sf;
-            r += runs[v].gainR * sf;
-            double next = ph[v] + d;
-            if (next >= 1.0) next -= 1.0;
-            ph[v] = next;
-        }
-        outL[i] = l;
-        outR[i] = r;
-    }
-    std::copy_n(ph, count, phases);
-}
-
-// The noise wave draws from the one generator, so its copies run one after the other to keep
-// the stream's order: all frames of copy 0, then of copy 1. The phases still advance.
-void runNoiseStack(double* phases, const CopyRun* runs, int count, int n, float* outL, float* outR, Rand& rng) {
+              Rand& rng, const float* sine) {
     for (int v = 0; v < count; ++v) {
+        const CopyRun run = runs[v];
         double phase = phases[v];
         for (int i = 0; i < n; ++i) {
-            float sf = static_cast<float>(rng.bipolar()); // a fresh draw per frame per copy
-            outL[i] += runs[v].gainL * sf;
-            outR[i] += runs[v].gainR * sf;
-            phase = phase + runs[v].d;
+            const float sf = static_cast<float>(waveAt<W>(phase, run.d, width, sine, rng));
+            outL[i] += run.gainL * sf;
+            outR[i] += run.gainR * sf;
+            phase += run.d;
             if (phase >= 1.0) phase -= 1.0;
         }
         phases[v] = phase;
@@ -92,12 +73,12 @@ void runNoiseStack(double* phases, const CopyRun* runs, int count, int n, float*
 void runOscillator(OscWave wave, double* phases, const CopyRun* runs, int count, double width, int n, float* outL,
                    float* outR, Rand& rng, const float* sine) {
     switch (wave) {
-    case OscWave::sine: runStack<OscWave::sine>(phases, runs, count, width, n, outL, outR, sine); break;
-    case OscWave::triangle: runStack<OscWave::triangle>(phases, runs, count, width, n, outL, outR, sine); break;
-    case OscWave::saw: runStack<OscWave::saw>(phases, runs, count, width, n, outL, outR, sine); break;
-    case OscWave::square: runStack<OscWave::square>(phases, runs, count, width, n, outL, outR, sine); break;
-    case OscWave::pulse: runStack<OscWave::pulse>(phases, runs, count, width, n, outL, outR, sine); break;
-    case OscWave::noise: runNoiseStack(phases, runs, count, n, outL, outR, rng); break;
+    case OscWave::sine: runStack<OscWave::sine>(phases, runs, count, width, n, outL, outR, rng, sine); break;
+    case OscWave::triangle: runStack<OscWave::triangle>(phases, runs, count, width, n, outL, outR, rng, sine); break;
+    case OscWave::saw: runStack<OscWave::saw>(phases, runs, count, width, n, outL, outR, rng, sine); break;
+    case OscWave::square: runStack<OscWave::square>(phases, runs, count, width, n, outL, outR, rng, sine); break;
+    case OscWave::pulse: runStack<OscWave::pulse>(phases, runs, count, width, n, outL, outR, rng, sine); break;
+    case OscWave::noise: runStack<OscWave::noise>(phases, runs, count, width, n, outL, outR, rng, sine); break;
     }
 }
 
