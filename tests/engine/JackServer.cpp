@@ -3,6 +3,7 @@
 #include <jack/jack.h>
 
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,6 +30,9 @@ bool JackServer::launch(const std::string& name) {
     const std::string period = std::to_string(periodFrames_);
     pid_ = ::fork();
     if (pid_ == 0) {
+        // The server goes with the test: one that outlived a crashed test would hold its name and
+        // its place in JACK's registry for every later run.
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         // Quiet: the server's banner and its notes on late cycles are not the test's output.
         std::freopen("/dev/null", "w", stdout);
         std::freopen("/dev/null", "w", stderr);
