@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numbers>
 #include <string>
 #include <vector>
 
@@ -130,4 +131,24 @@ TEST(FMGen, OperatorEnvelopes) {
     g.start(1.0, p, kSr, true);
     g.release();
     for (const ADSR& e : g.env) EXPECT_EQ(e.stage, ADSR::Stage::release) << "every operator, heard or not";
+}
+
+// A vibrato that carries a note back and forth across the pitch at which it needs oversampling
+// must not switch the decimators in and out: each switch would move the output by their delay,
+// a jump heard as a click. The note's partials all lie above 1.4 kHz; clicks fill the band below.
+TEST(FMGen, AVibratoAcrossAnOversamplingEdgeDoesNotClick) {
+    FMParams p = quiet(1);
+    p.ops[0].level = 1.0;
+    p.ops[1] = FMOperator{3.0, 0.0, 0.5, 0.0, 0.5, 1.0, 0.3, 0.0}; // sidebands that matter reach 21.7 times the note
+    FMGen g;
+    g.start(1.0, p, kSr, true);
+    std::vector<double> out;
+    float l[32], r[32];
+    for (int b = 0; b < 1500; ++b) { // twice the rate is needed above 1,474 Hz
+        const double vibrato = 0.5 / 12.0 * std::sin(2.0 * std::numbers::pi * 5.0 * b * 32 / kSr);
+        g.render(32, 1474.0 * std::exp2(vibrato), {}, p, kSr, l, r);
+        out.insert(out.end(), l, l + 32);
+    }
+    const std::vector<double> later = slice(out, 24000, 16384); // after the first crossing
+    EXPECT_LT(levelBelowDb(later, 1000.0, kSr), -80.0);
 }
