@@ -1,5 +1,6 @@
 // The FM engine: every algorithm's wiring heard operator by operator, the algorithm clamp, the
-// modulation amount against feedback, and the operator envelopes.
+// modulation amount against feedback, the operator envelopes, and an oversampled note that a
+// vibrato carries across the edge of its factor.
 #include "support/SignalMeasure.h"
 
 #include "synth/FMGen.h"
