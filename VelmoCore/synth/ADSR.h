@@ -25,9 +25,15 @@ struct ADSR {
     double dCoef = 0.0; // per-sample factor of the decay
     double rCoef = 0.0; // per-sample factor of the release
     double sus = 0.0;   // sustain level, 0 to 1
+    EnvelopeParams configuredFor{}; // what the rates above were worked out from, at
+    double configuredRate = 0.0;    // this sample rate (0: not yet)
 
     // Sets the rates only: stage and value stand, so a change mid-note has no step.
+    // Called every block; the exponentials are worked out again only when something changed.
     void configure(const EnvelopeParams& p, double sr) {
+        if (p == configuredFor && sr == configuredRate) return;
+        configuredFor = p;
+        configuredRate = sr;
         aInc = 1.0 / (std::max(p.attack, kMinTime) * sr);
         dCoef = std::exp(-kLn1000 / (std::max(p.decay, kMinTime) * sr));
         rCoef = std::exp(-kLn1000 / (sr * std::max(p.release, kMinTime)));

@@ -233,8 +233,8 @@ void Voice::filter(const FilterParams& f, const ModValues& m, double noteVelocit
     const double resonance = f.resonance + m.resonance;
     const FilterCoefs c = FilterState::coefs(f.type, cutoff, resonance, sr);
     const double pre = f.drive * 8.0 + 1.0;
-    const double comp = 1.0 / std::tanh(pre); // full scale in, full scale out, at any drive
     const bool drive = f.drive > kMinDrive;
+    const double comp = drive ? 1.0 / std::tanh(pre) : 1.0; // full scale in, full scale out, at any drive
     float* l = bufL.data();
     float* r = bufR.data();
     switch (f.type) {
