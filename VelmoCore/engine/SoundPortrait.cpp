@@ -35,6 +35,8 @@ constexpr double clickHighpassHz = 2000; // above most tones' fundamentals, wher
 constexpr double clickSpan = 0.005, clickAfterRelease = 0.01; // seconds
 constexpr double clickOverTone = 4;      // 12 dB over the tone's own high-frequency content
 constexpr double clickAudibleDb = -40;   // and no more than 40 dB under the top
+constexpr double releaseHighpassHz = 30; // under every note's fundamental, over the DC blocker's swing
+constexpr double releaseMargin = 0.1;    // seconds before note-off that the release reading looks at
 
 
 struct Render {
@@ -131,6 +133,29 @@ Envelope envelopeOf(const Render& r, double sampleRate, std::optional<double> pe
         e.blocks.push_back(m);
     }
     return e;
+}
+
+// The track's DC blocker answers a note cut off mid-cycle with a slow swing of a few hertz that
+// no one hears, but that would hold a release above -60 dB for up to a tenth of a second. The
+// release is read without it: from note-off (less a margin) on, both channels pass an
+// eighth-order Butterworth high-pass run backwards, so that the filter's own ringing falls
+// before what it answers, where the note still sounds, and never into the tail being timed.
+// Its backward reach blends in the quieter sound ahead: a release at C2 reads about 3% short, at
+// C1 about 10%.
+Render withoutSubAudio(const Render& r, double sampleRate) {
+    Render out = r;
+    const auto from = r.held - std::min(r.held, static_cast<std::size_t>(releaseMargin * sampleRate));
+    for (std::vector<float>* channel : {&out.left, &out.right}) {
+        std::array<Biquad, 4> sections;
+        for (std::size_t k = 0; k < sections.size(); ++k)
+            sections[k] = Biquad::highpass(releaseHighpassHz, 0.5 / std::cos((2.0 * k + 1.0) * std::numbers::pi / 16.0), sampleRate);
+        for (std::size_t i = channel->size(); i-- > from;) {
+            double y = (*channel)[i];
+            for (Biquad& b : sections) y = b.process(y);
+            (*channel)[i] = static_cast<float>(y);
+        }
+    }
+    return out;
 }
 
 // Plans are made once: FFTW's planner may not run on two threads at once. Executing a plan on
@@ -254,8 +279,11 @@ SoundPortrait portraitOf(const Track& track, int pitch, double velocity, double 
     const double atRelease = e.before(r.held / e.hop);
     p.levelAtReleaseDb = gainToDb(atRelease / envelopeTop);
     if (atRelease > envelopeTop * dbToGain(-60)) { // a sound already gone at note-off has no release
-        if (auto b = e.fallsTo(atRelease * dbToGain(-20), releaseBlock, e.blocks.size())) p.release20Seconds = seconds(*b, r.held);
-        if (auto b = e.fallsTo(atRelease * dbToGain(-60), releaseBlock, e.blocks.size())) p.release60Seconds = seconds(*b, r.held);
+        const Envelope heard = envelopeOf(withoutSubAudio(r, sampleRate), sampleRate, periodicity.periodFrames);
+        const double heardAtRelease = heard.before(r.held / heard.hop);
+        const std::size_t end = heard.blocks.size();
+        if (auto b = heard.fallsTo(heardAtRelease * dbToGain(-20), releaseBlock, end)) p.release20Seconds = seconds(*b, r.held);
+        if (auto b = heard.fallsTo(heardAtRelease * dbToGain(-60), releaseBlock, end)) p.release60Seconds = seconds(*b, r.held);
     }
 
     describeSpectrum(mono, r.held, sampleRate, p);

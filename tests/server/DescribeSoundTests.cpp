@@ -64,6 +64,8 @@ TEST_F(DescribeSound, TellsWhatANoteSoundsLike) {
     json tick = result("describe_sound", {{"track", "Tick"}, {"pitch", "A4"}, {"seconds", 0.3}});
     EXPECT_EQ(tick["click_at_end"], true) << tick;
     EXPECT_LT(tick["release_20db_ms"].get<double>(), 2) << tick;
+    for (const char* low : {"A4", "C2"}) // the DC blocker's inaudible swing after the cut is not a release
+        EXPECT_LT(result("describe_sound", {{"track", "Tick"}, {"pitch", low}, {"seconds", 0.3}})["release_60db_ms"].get<double>(), 5) << low;
     EXPECT_EQ(tick["level_at_release_db"].dump(), "0.0") << "full level at note-off, never -0.0";
 
     // A pluck dies away with the key still down, and a longer ring time shows as a longer decay.
