@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -66,17 +67,27 @@ Step quieter(const Track& track, const MixAnalysis& a, const MixAnalysis::TrackS
     return {text, {{"tool", "update_track"}, {"arguments", {{"track", track.id}, {"volume_db", volume}}}}};
 }
 
+// Sets `params` on the track's eq `slot`, or on a new eq when there is none.
+Step eqStep(const Track& track, const EffectSlot* slot, std::initializer_list<std::pair<const char*, double>> params) {
+    std::string settings;
+    json values = json::object();
+    for (const auto& [name, value] : params) {
+        settings += std::string(" ") + name + " " + number(value);
+        values[name] = value;
+    }
+    if (slot)
+        return {"`update_effect` " + slot->id + settings,
+                {{"tool", "update_effect"}, {"arguments", {{"target", track.id}, {"effect", slot->id}, {"params", values}}}}};
+    return {"add an `eq` (`add_effect`) with" + settings,
+            {{"tool", "add_effect"}, {"arguments", {{"target", track.id}, {"kind", "eq"}, {"params", values}}}}};
+}
+
 // A cut of `amount` dB in one shelf of the track's first working eq, or a new eq.
 Step eqCut(const Track& track, const char* shelf, double amount) {
-    for (const EffectSlot& slot : track.effects) {
-        if (slot.kind != EffectKind::eq || !slot.enabled) continue;
-        const double gain = std::max(-eqRange, EffectCatalog::value(slot, shelf) - amount);
-        return {"`update_effect` " + slot.id + " " + shelf + " " + number(gain),
-                {{"tool", "update_effect"},
-                 {"arguments", {{"target", track.id}, {"effect", slot.id}, {"params", {{shelf, gain}}}}}}};
-    }
-    return {"add an `eq` (`add_effect`) with " + std::string(shelf) + " " + number(-amount),
-            {{"tool", "add_effect"}, {"arguments", {{"target", track.id}, {"kind", "eq"}, {"params", {{shelf, -amount}}}}}}};
+    for (const EffectSlot& slot : track.effects)
+        if (slot.kind == EffectKind::eq && slot.enabled)
+            return eqStep(track, &slot, {{shelf, std::max(-eqRange, EffectCatalog::value(slot, shelf) - amount)}});
+    return eqStep(track, nullptr, {{shelf, -amount}});
 }
 
 double eqAmount(double excessDb) { return std::clamp(std::ceil(excessDb + 1), smallestEqCut, largestEqCut); }
@@ -96,15 +107,9 @@ Step lessLowMid(const Track& track, const MixAnalysis& a) {
         const double freq = EffectCatalog::value(slot, "midFreq");
         const bool inBand = freq >= mudLowestHz && freq <= mudHighestHz;
         if (mid != 0 && !inBand) continue; // that bell is busy elsewhere
-        const double gain = std::max(-eqRange, mid - amount);
-        const double at = inBand ? freq : mudHz;
-        return {"`update_effect` " + slot.id + " mid " + number(gain) + " midFreq " + number(at),
-                {{"tool", "update_effect"},
-                 {"arguments", {{"target", track.id}, {"effect", slot.id}, {"params", {{"mid", gain}, {"midFreq", at}}}}}}};
+        return eqStep(track, &slot, {{"mid", std::max(-eqRange, mid - amount)}, {"midFreq", inBand ? freq : mudHz}});
     }
-    return {"add an `eq` (`add_effect`) with mid " + number(-amount) + " midFreq " + number(mudHz),
-            {{"tool", "add_effect"},
-             {"arguments", {{"target", track.id}, {"kind", "eq"}, {"params", {{"mid", -amount}, {"midFreq", mudHz}}}}}}};
+    return eqStep(track, nullptr, {{"mid", -amount}, {"midFreq", mudHz}});
 }
 
 Step lessHigh(const Track& track, const MixAnalysis& a) {
