@@ -40,6 +40,12 @@ struct ADSR {
         sus = std::clamp(p.sustain, 0.0, 1.0);
     }
 
+    // Idle at zero: the next trigger rises from silence.
+    void silence() {
+        stage = Stage::idle;
+        value = 0.0;
+    }
+
     // Starts (or restarts) the attack from the present value: a retrigger rises from where it stands.
     void trigger() { stage = Stage::attack; }
 

@@ -95,6 +95,13 @@ void FMGen::release() {
     for (ADSR& e : env) e.startRelease();
 }
 
+void FMGen::clear() {
+    for (ADSR& e : env) e.silence();
+    out = {};
+    fb1 = fb2 = 0.0;
+    for (HalfBandDecimator& d : decimators) d.reset();
+}
+
 int FMGen::oversamplingFor(const Algorithm& alg, const std::array<double, kOps>& inc,
                            const std::array<double, kOps>& depth, const std::array<double, kOps>& gain,
                            double fbAmount) {

@@ -64,6 +64,10 @@ struct FMGen {
     // Every operator envelope that is not idle goes to release.
     void release();
 
+    // Forgets the sound: operator envelopes silent, and the operators' outputs, the feedback and
+    // the decimators' histories at zero.
+    void clear();
+
     // Overwrites n frames (at most kBlockFrames) of outL and outR. freq in Hz, sr in frames per second.
     void render(int n, double freq, const ModValues& m, const FMParams& p, double sr, float* outL, float* outR);
 };

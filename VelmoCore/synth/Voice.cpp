@@ -132,12 +132,9 @@ void Voice::startPending(const SynthPatch& patch, double sr) {
     const bool releasedWhileFading = released;
     // The stolen sound is gone, so the note starts from silence as on a free voice: envelopes,
     // operators, oscillators and filter from zero. Only the pitch glides on from where it was.
-    ampEnv.stage = modEnv.stage = ADSR::Stage::idle;
-    ampEnv.value = modEnv.value = 0.0;
-    for (ADSR& e : fm.env) {
-        e.stage = ADSR::Stage::idle;
-        e.value = 0.0;
-    }
+    ampEnv.silence();
+    modEnv.silence();
+    for (ADSR& e : fm.env) e.silence();
     start(pitch, velocity, tag, startOrder, patch, sr);
     if (releasedWhileFading) release(patch.engine);
 }
@@ -154,10 +151,8 @@ void Voice::release(EngineKind engine) {
 void Voice::hardStop() {
     active = false;
     released = true;
-    ampEnv.stage = ADSR::Stage::idle;
-    ampEnv.value = 0.0;
-    modEnv.stage = ADSR::Stage::idle;
-    modEnv.value = 0.0;
+    ampEnv.silence();
+    modEnv.silence();
     drum.done = true;
     pending_ = false;
     fadeLeft_ = 0;
@@ -174,13 +169,7 @@ void Voice::clear() {
     prevMods = {};
     filterL.reset();
     filterR.reset();
-    for (ADSR& e : fm.env) {
-        e.stage = ADSR::Stage::idle;
-        e.value = 0.0;
-    }
-    fm.out = {};
-    fm.fb1 = fm.fb2 = 0.0;
-    for (HalfBandDecimator& d : fm.decimators) d.reset();
+    fm.clear();
     level_.left.jumpTo(0.0);
     level_.right.jumpTo(0.0);
 }
