@@ -3,6 +3,11 @@
 // peak, and the two shelves. Used by the analysis bands, the EQ and the drums.
 #pragma once
 
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <numbers>
+
 namespace velmo {
 
 // Audio thread only (owned by an effect, a generator or the engine's analysis).
@@ -40,5 +45,14 @@ struct Biquad {
         z2 = 0.0;
     }
 };
+
+// A Butterworth high-pass of order 2 × N as N sections to run in series, each with zero state.
+template <std::size_t N>
+std::array<Biquad, N> butterworthHighpass(double freq, double sr) {
+    std::array<Biquad, N> sections;
+    for (std::size_t k = 0; k < N; ++k)
+        sections[k] = Biquad::highpass(freq, 0.5 / std::cos((2.0 * k + 1.0) * std::numbers::pi / (4.0 * N)), sr);
+    return sections;
+}
 
 } // namespace velmo

@@ -146,9 +146,7 @@ Render withoutSubAudio(const Render& r, double sampleRate) {
     Render out = r;
     const auto from = r.held - std::min(r.held, static_cast<std::size_t>(releaseMargin * sampleRate));
     for (std::vector<float>* channel : {&out.left, &out.right}) {
-        std::array<Biquad, 4> sections;
-        for (std::size_t k = 0; k < sections.size(); ++k)
-            sections[k] = Biquad::highpass(releaseHighpassHz, 0.5 / std::cos((2.0 * k + 1.0) * std::numbers::pi / 16.0), sampleRate);
+        auto sections = butterworthHighpass<4>(releaseHighpassHz, sampleRate);
         for (std::size_t i = channel->size(); i-- > from;) {
             double y = (*channel)[i];
             for (Biquad& b : sections) y = b.process(y);

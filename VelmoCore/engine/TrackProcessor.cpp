@@ -19,7 +19,6 @@ constexpr double gainGlideSeconds = 0.01; // a gain or pan change glides this lo
 // (32.7 Hz) up, 22 dB down at 8 Hz, 46 at 4 Hz; repeated drum hits keep their pulse out of the
 // sub-audio band too.
 constexpr double dcCutoff = 15.0; // Hz
-constexpr std::array<double, 2> dcQ{0.5411961001461970, 1.3065629648763766};
 
 // A processor before its first load: the given patch, no events, silent.
 std::shared_ptr<const CompiledTrack> initialTrack(std::string id, const SynthPatch& patch) {
@@ -85,10 +84,10 @@ void TrackProcessor::load(std::shared_ptr<const CompiledTrack> track, EffectChai
     targetGain_ = track_->gain;
     pan_ = track_->pan;
     effects_.swapIn(effects, track_->effects, ctx);
-    for (std::size_t k = 0; k < dcQ.size(); ++k) {
-        const Biquad dc = Biquad::highpass(dcCutoff, dcQ[k], ctx.sampleRate);
-        dcL_[k].setCoefficients(dc);
-        dcR_[k].setCoefficients(dc);
+    const auto dc = butterworthHighpass<2>(dcCutoff, ctx.sampleRate);
+    for (std::size_t k = 0; k < dc.size(); ++k) {
+        dcL_[k].setCoefficients(dc[k]);
+        dcR_[k].setCoefficients(dc[k]);
     }
 }
 

@@ -117,9 +117,7 @@ inline double levelBelowDb(const std::vector<double>& x, double limit, double sr
 // Level in dB (full scale 1) of the part of x[from, from + length) above `limit` Hz: all of x
 // runs through an eighth-order Butterworth high-pass, so the filter has settled by `from`.
 inline double levelAboveDb(const std::vector<double>& x, double limit, double sr, size_t from, size_t length) {
-    std::array<Biquad, 4> sections;
-    for (size_t k = 0; k < sections.size(); ++k)
-        sections[k] = Biquad::highpass(limit, 0.5 / std::cos((2.0 * k + 1.0) * std::numbers::pi / 16.0), sr);
+    auto sections = butterworthHighpass<4>(limit, sr);
     double sum = 0.0;
     for (size_t i = 0; i < from + length; ++i) {
         double y = x[i];
